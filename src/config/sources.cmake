@@ -1,0 +1,5 @@
+# Sources of the config folder, relative to src/.
+set(KESTREL_CONFIG_SOURCES
+  config/reader.cpp
+  config/settings.cpp
+)

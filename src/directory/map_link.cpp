@@ -1,0 +1,1 @@
+#include "directory/map_link.h"

@@ -1,0 +1,1 @@
+#include "directory/modify_form.h"

@@ -1,0 +1,28 @@
+// Rendering of one message of a search result.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "directory/ldap.h"
+#include "directory/search.h"
+#include "directory/values.h"
+#include "web/request.h"
+
+namespace kestrel {
+
+// The value collected for one field definition from one entry.
+struct EntrySlot {
+  std::string text;       // last value assigned (may hold any bytes)
+  bool hasValue = false;  // a displayable value was assigned
+  bool isMail = false;    // the value came from the attribute "mail"
+};
+
+// Writes the message in `mode`: a list row, the information page, the
+// modify form or a vCard. 0 when handled (also when nothing was written),
+// -1 when the entry was dropped because of IgnoreType.
+int renderEntry(Request& rq, RenderMode mode, LDAP* ld, LDAPMessage* message,
+                int detail);
+
+}  // namespace kestrel

@@ -1,0 +1,11 @@
+# Sources of the directory folder, relative to src/.
+set(KESTREL_DIRECTORY_SOURCES
+  directory/map_link.cpp
+  directory/messages.cpp
+  directory/modify_form.cpp
+  directory/render.cpp
+  directory/search.cpp
+  directory/search_request.cpp
+  directory/values.cpp
+  directory/vcard.cpp
+)

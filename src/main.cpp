@@ -1,0 +1,3 @@
+#include "web/dispatch.h"
+
+int main(int argc, char** argv) { return kestrel::dispatchRequest(argc, argv); }

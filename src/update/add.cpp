@@ -1,0 +1,7 @@
+#include "update/add.h"
+
+namespace kestrel {
+
+int addEntry(Request&) { return 0; }
+
+}  // namespace kestrel

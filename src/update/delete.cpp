@@ -1,0 +1,7 @@
+#include "update/delete.h"
+
+namespace kestrel {
+
+int deleteEntry(Request&, const cgicc::FormEntry&) { return 0; }
+
+}  // namespace kestrel

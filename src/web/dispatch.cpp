@@ -1,0 +1,7 @@
+#include "web/dispatch.h"
+
+namespace kestrel {
+
+int dispatchRequest(int, char**) { return 0; }
+
+}  // namespace kestrel

@@ -1,0 +1,1 @@
+#include "web/server_url.h"

@@ -1,0 +1,27 @@
+// Base URL of the web server for self links and Return links.
+#pragma once
+
+#include <string>
+
+#include "config/settings.h"
+
+namespace kestrel {
+
+class ServerUrl {
+ public:
+  // Looks up the service name of WebServerPort as it is now and stores the
+  // port text of this moment.
+  explicit ServerUrl(const DomainSettings& settings);
+
+  // scheme + "://" + WebServer, with ":" + the construction-time port text
+  // when the current port has no registered service name.
+  std::string getUrl();
+
+ private:
+  const DomainSettings& settings_;
+  std::string scheme_;
+  std::string port_;
+  std::string url_;
+};
+
+}  // namespace kestrel

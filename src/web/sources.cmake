@@ -1,0 +1,8 @@
+# Sources of the web folder, relative to src/.
+set(KESTREL_WEB_SOURCES
+  web/dispatch.cpp
+  web/page.cpp
+  web/request.cpp
+  web/server_url.cpp
+  web/url_decode.cpp
+)

@@ -1,0 +1,187 @@
+#include "support/slapd.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+
+namespace kestrel::test {
+namespace {
+
+std::string slapdConfig(const TempDir& dir,
+                        const std::vector<Database>& databases) {
+  std::string conf =
+      "include /etc/ldap/schema/core.schema\n"
+      "include /etc/ldap/schema/cosine.schema\n"
+      "include /etc/ldap/schema/inetorgperson.schema\n"
+      "include /etc/ldap/schema/nis.schema\n"
+      "modulepath /usr/lib/ldap\n"
+      "moduleload back_mdb\n"
+      "pidfile " + dir.file("slapd.pid") + "\n"
+      "argsfile " + dir.file("slapd.args") + "\n"
+      "allow bind_v2\n";
+  for (size_t i = 0; i < databases.size(); ++i) {
+    const Database& db = databases[i];
+    std::string folder = dir.file("db" + std::to_string(i));
+    conf += "\ndatabase mdb\n";
+    conf += "maxsize 1073741824\n";
+    conf += "suffix \"" + db.suffix + "\"\n";
+    conf += "rootdn \"cn=admin," + db.suffix + "\"\n";
+    conf += std::string("rootpw ") + Slapd::kRootPassword + "\n";
+    conf += "directory " + folder + "\n";
+    conf += "sizelimit " +
+            (db.sizeLimit > 0 ? std::to_string(db.sizeLimit) : "unlimited") +
+            "\n";
+    conf += db.extraConfig;
+    if (!db.extraConfig.empty() && db.extraConfig.back() != '\n') conf += "\n";
+  }
+  return conf;
+}
+
+void runOrThrow(const std::string& command) {
+  if (std::system(command.c_str()) != 0) {
+    throw std::runtime_error("command failed: " + command);
+  }
+}
+
+bool answers(int port) {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bool ok = connect(fd, reinterpret_cast<sockaddr*>(&address),
+                    sizeof address) == 0;
+  close(fd);
+  return ok;
+}
+
+}  // namespace
+
+int freePort() {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = 0;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    close(fd);
+    throw std::runtime_error("no free port");
+  }
+  close(fd);
+  return ntohs(address.sin_port);
+}
+
+std::string testDataPath(const std::string& name) {
+  return std::string(KESTREL_TEST_DATA) + "/data/" + name;
+}
+
+Slapd::Slapd(std::vector<Database> databases)
+    : databases_(std::move(databases)) {
+  std::string conf = dir_.write("slapd.conf", slapdConfig(dir_, databases_));
+  for (size_t i = 0; i < databases_.size(); ++i) {
+    std::string folder = dir_.file("db" + std::to_string(i));
+    runOrThrow("mkdir -p " + folder);
+    std::string ldif = dir_.write("db" + std::to_string(i) + ".ldif",
+                                  databases_[i].ldif);
+    runOrThrow("slapadd -q -f " + conf + " -b '" + databases_[i].suffix +
+               "' -l " + ldif + " 2>" + dir_.file("slapadd.log"));
+  }
+  port_ = freePort();
+  std::string listen = "ldap://127.0.0.1:" + std::to_string(port_) + "/";
+  std::string log = dir_.file("slapd.log");
+  pid_ = fork();
+  if (pid_ == 0) {
+    freopen(log.c_str(), "w", stderr);
+    freopen("/dev/null", "r", stdin);
+    execlp("slapd", "slapd", "-d", "0", "-f", conf.c_str(), "-h",
+           listen.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!answers(port_)) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_ ||
+        std::chrono::steady_clock::now() > deadline) {
+      pid_ = -1;
+      throw std::runtime_error("slapd did not start; see " + log);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+Slapd::Slapd(const std::string& suffix, const std::string& ldif)
+    : Slapd(std::vector<Database>{Database{suffix, ldif, 0, ""}}) {}
+
+Slapd::~Slapd() { stop(); }
+
+std::string Slapd::uri() const {
+  return "ldap://127.0.0.1:" + std::to_string(port_);
+}
+
+std::string Slapd::rootDn(size_t database) const {
+  return "cn=admin," + databases_.at(database).suffix;
+}
+
+std::string Slapd::search(const std::string& base, const std::string& filter,
+                          const std::string& attributes) const {
+  size_t database = 0;
+  for (size_t i = 0; i < databases_.size(); ++i) {
+    const std::string& suffix = databases_[i].suffix;
+    if (base.size() >= suffix.size() &&
+        base.compare(base.size() - suffix.size(), suffix.size(), suffix) ==
+            0) {
+      database = i;
+    }
+  }
+  std::string command = "ldapsearch -LLL -o ldif-wrap=no -x -H " + uri() +
+                        " -D '" + rootDn(database) + "' -w " + kRootPassword +
+                        " -b '" + base + "' '" + filter + "' " + attributes +
+                        " 2>&1";
+  std::string output;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+      output.append(buffer, n);
+    }
+    pclose(pipe);
+  }
+  return output;
+}
+
+void Slapd::pause() {
+  if (pid_ > 0) kill(pid_, SIGSTOP);
+}
+
+void Slapd::resume() {
+  if (pid_ > 0) kill(pid_, SIGCONT);
+}
+
+void Slapd::stop() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGCONT);
+  kill(pid_, SIGTERM);
+  int status = 0;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (waitpid(pid_, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, &status, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  pid_ = -1;
+}
+
+}  // namespace kestrel::test

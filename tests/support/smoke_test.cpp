@@ -1,0 +1,50 @@
+// The harness itself: slapd starts, answers and stops; a run sees the
+// test's configuration at /etc/kestrel.conf while the machine's /etc stays
+// as it was.
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "support/cgi_run.h"
+#include "support/slapd.h"
+
+namespace kestrel::test {
+namespace {
+
+TEST(Harness, SlapdLoadsAnswersAndStops) {
+  Slapd slapd("dc=example,dc=com",
+              "dn: dc=example,dc=com\nobjectClass: dcObject\n"
+              "objectClass: organization\no: Example\ndc: example\n\n"
+              "dn: cn=Ann Lee,dc=example,dc=com\nobjectClass: person\n"
+              "cn: Ann Lee\nsn: Lee\n");
+  EXPECT_NE(slapd.search("dc=example,dc=com", "(sn=Lee)", "cn")
+                .find("cn: Ann Lee"),
+            std::string::npos);
+  pid_t pid = slapd.pid();
+  slapd.stop();
+  EXPECT_NE(kill(pid, 0), 0);
+}
+
+TEST(Harness, RunSeesTheTestsConfigurationOnly) {
+  if (!canRunCgi()) GTEST_SKIP() << "needs root for a mount namespace";
+  struct stat before {};
+  bool existed = stat("/etc/kestrel.conf", &before) == 0;
+
+  CgiRun run = getRequest("START:x\nOrgName:Marker\n", "");
+  run.program = "/bin/cat";
+  run.args = {"/etc/kestrel.conf"};
+  CgiResult seen = runCgi(run);
+  EXPECT_EQ(seen.out, "START:x\nOrgName:Marker\n");
+  EXPECT_EQ(seen.exitStatus, 0);
+
+  run.withConfig = false;
+  CgiResult missing = runCgi(run);
+  EXPECT_EQ(missing.out, "");
+  EXPECT_NE(missing.exitStatus, 0);
+
+  struct stat after {};
+  EXPECT_EQ(stat("/etc/kestrel.conf", &after) == 0, existed);
+}
+
+}  // namespace
+}  // namespace kestrel::test
