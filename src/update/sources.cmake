@@ -1,6 +1,10 @@
 # Sources of the update folder, relative to src/.
 set(KESTREL_UPDATE_SOURCES
   update/add.cpp
+  update/add_names.cpp
+  update/connection.cpp
   update/delete.cpp
+  update/modification_list.cpp
+  update/trigger_data.cpp
   update/update.cpp
 )
