@@ -17,4 +17,7 @@ void collectMapValue(MapLinkSettings& map, const std::string& attribute,
 // address to build one.
 std::optional<std::string> buildMapUrl(const MapLinkSettings& map);
 
+// A link to the service's own page, with the display name as its text.
+std::string mapServiceAnchor(const MapLinkSettings& map);
+
 }  // namespace kestrel

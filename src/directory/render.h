@@ -19,6 +19,26 @@ struct EntrySlot {
   bool isMail = false;    // the value came from the attribute "mail"
 };
 
+// What stays the same for every message of one search, worked out once so
+// that long result lists cost the same per entry.
+struct RenderContext {
+  RenderMode mode = RenderMode::List;
+  std::string baseUrl;                  // of the self links in list rows
+  std::vector<std::size_t> candidates;  // fields collected in this mode
+  // Per field: the first UrlAttribute, ImgAttribute and WtaiAttribute row
+  // of its attribute, or -1.
+  std::vector<int> urlRow;
+  std::vector<int> imgRow;
+  std::vector<int> wtaiRow;
+};
+
+RenderContext makeRenderContext(const DomainSettings& settings,
+                                RenderMode mode);
+
+// renderEntry with the context of the whole search.
+int renderEntry(Request& rq, const RenderContext& context, LDAP* ld,
+                LDAPMessage* message);
+
 // Writes the message in `mode`: a list row, the information page, the
 // modify form or a vCard. 0 when handled (also when nothing was written),
 // -1 when the entry was dropped because of IgnoreType.

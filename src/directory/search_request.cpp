@@ -1,7 +1,128 @@
 #include "directory/search_request.h"
 
-namespace kestrel {
+#include <cgicc/Cgicc.h>
+#include <cgicc/HTMLClasses.h>
 
-int handleSearchRequest(Request&, const cgicc::FormEntry&) { return 0; }
+#include <cstdlib>
+
+#include "directory/search.h"
+#include "web/page.h"
+#include "web/server_url.h"
+
+namespace kestrel {
+namespace {
+
+// Opening and closing pieces around the attribute term. With AddFilter set
+// the prefix and suffix are ignored. The suffix alone opens one parenthesis
+// more than it closes: meant.
+std::string filterOpening(const DomainSettings& settings) {
+  const std::string& prefix = settings.FilterPrefix;
+  const std::string& suffix = settings.FilterSuffix;
+  if (!settings.AddFilter.empty()) return "(&(" + settings.AddFilter + ")(";
+  if (!prefix.empty() && suffix.empty()) return "(&(" + prefix + ")(";
+  if (prefix.empty() && !suffix.empty()) return "(&((";
+  if (!prefix.empty() && !suffix.empty()) return "(&(&(" + prefix + ")(";
+  return "";
+}
+
+std::string filterClosing(const DomainSettings& settings) {
+  const std::string& prefix = settings.FilterPrefix;
+  const std::string& suffix = settings.FilterSuffix;
+  if (!settings.AddFilter.empty()) return "))";
+  if (!prefix.empty() && suffix.empty()) return "))";
+  if (prefix.empty() && !suffix.empty()) return ")(" + suffix + "))";
+  if (!prefix.empty() && !suffix.empty()) return "))(" + suffix + "))";
+  return "";
+}
+
+// "attribute=value" with the row's wildcards; nothing when the text holds
+// blanks only (there is no value to trim down to).
+std::optional<std::string> attributeTerm(const FieldDefinition& row,
+                                         const std::string& searchText) {
+  std::string term = row.attribute + "=";
+  std::size_t first = searchText.find_first_not_of(' ');
+  if (first == std::string::npos) {
+    if (!searchText.empty()) return std::nullopt;
+    return term;
+  }
+  std::size_t last = searchText.find_last_not_of(' ');
+  std::string value = searchText.substr(first, last - first + 1);
+  if (value == "*") {
+    return term + "*";
+  }
+  if (row.wildcardBefore) term += '*';
+  term += value;
+  if (row.wildcardAfter) term += '*';
+  return term;
+}
+
+void writeReturnLink(Request& rq, ServerUrl& serverUrl) {
+  // Lower-case closing tag here; the information page writes "</A>".
+  rq.out << cgicc::br() << "<a href=\"" << serverUrl.getUrl() << "/"
+         << rq.settings.UrlReturnLink << "\">Return</a>" << cgicc::br();
+}
+
+}  // namespace
+
+std::optional<std::string> buildSearchFilter(DomainSettings& settings,
+                                             const std::string* selectOption,
+                                             const std::string& searchText) {
+  if (selectOption == nullptr) {
+    return std::string();
+  }
+  std::string filter = filterOpening(settings);
+  settings.rewindFields();
+  for (const FieldDefinition& row : settings.field) {
+    settings.nextFieldName();
+    if (row.selectorText != *selectOption) {
+      continue;
+    }
+    std::optional<std::string> term = attributeTerm(row, searchText);
+    if (!term) {
+      return std::nullopt;
+    }
+    filter += *term;
+    break;
+  }
+  return filter + filterClosing(settings);
+}
+
+int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor) {
+  ServerUrl serverUrl(rq.settings);
+  const std::string pageType = rq.settings.PageType;
+  writePageHeader(rq.out, rq.settings, pageType,
+                  "Results from database search.", "results");
+  if (isHtmlExtra(pageType)) {
+    rq.out << cgicc::h1("Results from database search:") << '\n';
+  }
+
+  std::string selectOption;
+  const std::string* selected = nullptr;
+  cgicc::const_form_iterator element = rq.cgi.getElement("selectoption");
+  if (element != rq.cgi.getElements().end()) {
+    selectOption = element->getValue();
+    selected = &selectOption;
+  }
+  std::optional<std::string> filter =
+      buildSearchFilter(rq.settings, selected, searchfor.getValue());
+  if (!filter) {
+    // A search text of blanks only has no value to search for: the page
+    // so far goes out and the run ends abnormally, writing nothing more.
+    rq.out.flush();
+    std::abort();
+  }
+
+  const std::string server = rq.settings.LdapServer;
+  if (rq.settings.OutputEmailCutPaste) {
+    rq.out << "This functionality not available yet!\n";
+  } else {
+    searchAndRender(rq, server, RenderMode::List, *filter);
+  }
+  if (isHtml(pageType) && !rq.settings.UrlReturnLink.empty()) {
+    writeReturnLink(rq, serverUrl);
+  }
+  writePageFooter(rq.out, pageType);
+  return 0;
+}
 
 }  // namespace kestrel

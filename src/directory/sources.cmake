@@ -4,6 +4,8 @@ set(KESTREL_DIRECTORY_SOURCES
   directory/messages.cpp
   directory/modify_form.cpp
   directory/render.cpp
+  directory/render_text.cpp
+  directory/render_views.cpp
   directory/search.cpp
   directory/search_request.cpp
   directory/values.cpp

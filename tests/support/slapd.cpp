@@ -88,9 +88,12 @@ std::string testDataPath(const std::string& name) {
 Slapd::Slapd(std::vector<Database> databases)
     : databases_(std::move(databases)) {
   std::string conf = dir_.write("slapd.conf", slapdConfig(dir_, databases_));
+  // slapadd opens every database of the configuration, so all folders must
+  // exist before the first load.
   for (size_t i = 0; i < databases_.size(); ++i) {
-    std::string folder = dir_.file("db" + std::to_string(i));
-    runOrThrow("mkdir -p " + folder);
+    runOrThrow("mkdir -p " + dir_.file("db" + std::to_string(i)));
+  }
+  for (size_t i = 0; i < databases_.size(); ++i) {
     std::string ldif = dir_.write("db" + std::to_string(i) + ".ldif",
                                   databases_[i].ldif);
     runOrThrow("slapadd -q -f " + conf + " -b '" + databases_[i].suffix +
