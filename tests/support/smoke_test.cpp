@@ -25,6 +25,27 @@ TEST(Harness, SlapdLoadsAnswersAndStops) {
   EXPECT_NE(kill(pid, 0), 0);
 }
 
+TEST(Harness, SlapdServesSeveralDatabasesWithTheirSizeLimits) {
+  auto people = [](const std::string& dc) {
+    std::string ldif = "dn: dc=" + dc + ",dc=com\nobjectClass: dcObject\n"
+                       "objectClass: organization\no: " + dc + "\ndc: " +
+                       dc + "\n";
+    for (int i = 0; i < 5; ++i) {
+      ldif += "\ndn: cn=P" + std::to_string(i) + ",dc=" + dc +
+              ",dc=com\nobjectClass: person\ncn: P" + std::to_string(i) +
+              "\nsn: S\n";
+    }
+    return ldif;
+  };
+  Slapd slapd({{"dc=one,dc=com", people("one"), 0, ""},
+               {"dc=two,dc=com", people("two"), 3, ""}});
+  EXPECT_NE(slapd.search("dc=one,dc=com", "(cn=P4)", "cn").find("cn: P4"),
+            std::string::npos);
+  // The root DN is not held to the size limit.
+  EXPECT_NE(slapd.search("dc=two,dc=com", "(cn=P4)", "cn").find("cn: P4"),
+            std::string::npos);
+}
+
 TEST(Harness, RunSeesTheTestsConfigurationOnly) {
   if (!canRunCgi()) GTEST_SKIP() << "needs root for a mount namespace";
   struct stat before {};
