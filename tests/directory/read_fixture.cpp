@@ -49,22 +49,9 @@ std::string peopleConfig(int port, const std::string& extra) {
          extra;
 }
 
-QueryInput::QueryInput(std::string query)
-    : env_{{"REQUEST_METHOD", "GET"},
-           {"QUERY_STRING", std::move(query)},
-           {"SERVER_NAME", "localhost"},
-           {"SERVER_PORT", "80"}} {}
-
-size_t QueryInput::read(char*, size_t) { return 0; }
-
-std::string QueryInput::getenv(const char* name) {
-  auto found = env_.find(name);
-  return found == env_.end() ? "" : found->second;
-}
-
 InProcessRequest::InProcessRequest(const std::string& config,
                                    const std::string& query)
-    : input(query), cgi(&input), rq{cgi, settings, map, out, "people"} {
+    : input(getVariables(query)), cgi(&input), rq{cgi, settings, map, out, "people"} {
   resetElementStates();
   std::istringstream in(config);
   EXPECT_EQ(readConfigurationFrom(in, settings, map, "people",

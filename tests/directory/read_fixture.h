@@ -2,7 +2,6 @@
 // configuration, and a request run in this process against it.
 #pragma once
 
-#include <cgicc/CgiInput.h>
 #include <cgicc/Cgicc.h>
 
 #include <map>
@@ -10,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "support/form_input.h"
 #include "support/slapd.h"
 #include "web/request.h"
 
@@ -25,23 +25,13 @@ std::unique_ptr<Slapd> startSizeLimitedDirectory();
 // `extra` lines (later scalars win).
 std::string peopleConfig(int port, const std::string& extra = "");
 
-// A CGI environment of our own: a GET request with the query string.
-class QueryInput : public cgicc::CgiInput {
- public:
-  explicit QueryInput(std::string query);
-  size_t read(char* data, size_t length) override;
-  std::string getenv(const char* name) override;
-
- private:
-  std::map<std::string, std::string> env_;
-};
 
 // One request served in this process: configuration read from text, the
 // response collected in `out`.
 struct InProcessRequest {
   InProcessRequest(const std::string& config, const std::string& query);
 
-  QueryInput input;
+  FormInput input;
   cgicc::Cgicc cgi;
   DomainSettings settings;
   MapLinkSettings map;

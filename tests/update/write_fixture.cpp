@@ -27,11 +27,7 @@ std::string percentEncoded(const std::string& text) {
 }  // namespace
 
 std::unique_ptr<cgicc::Cgicc> parsedQuery(const std::string& query) {
-  MemoryInput input({{"REQUEST_METHOD", "GET"},
-                     {"QUERY_STRING", query},
-                     {"SERVER_NAME", "localhost"},
-                     {"SERVER_PORT", "80"}});
-  return std::make_unique<cgicc::Cgicc>(&input);
+  return parsedGet(query);
 }
 
 std::string framedPage(const std::string& config, const std::string& title,

@@ -8,36 +8,14 @@
 #include <utility>
 #include <vector>
 
-#include <cgicc/CgiInput.h>
 #include <cgicc/Cgicc.h>
 
 #include "support/cgi_run.h"
+#include "support/form_input.h"
 #include "support/slapd.h"
 #include "support/temp_dir.h"
 
 namespace kestrel::test {
-
-// A request held in memory: CGI variables and a body.
-class MemoryInput : public cgicc::CgiInput {
- public:
-  explicit MemoryInput(std::map<std::string, std::string> variables,
-                       std::string body = "")
-      : variables_(std::move(variables)), body_(std::move(body)) {}
-  size_t read(char* data, size_t length) override {
-    size_t n = body_.copy(data, length, offset_);
-    offset_ += n;
-    return n;
-  }
-  std::string getenv(const char* name) override {
-    auto found = variables_.find(name);
-    return found == variables_.end() ? "" : found->second;
-  }
-
- private:
-  std::map<std::string, std::string> variables_;
-  std::string body_;
-  size_t offset_ = 0;
-};
 
 // A parsed GET request with the query string.
 std::unique_ptr<cgicc::Cgicc> parsedQuery(const std::string& query);

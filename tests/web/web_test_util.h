@@ -7,41 +7,14 @@
 #include <string>
 #include <utility>
 
-#include <cgicc/CgiInput.h>
 #include <cgicc/Cgicc.h>
+
+#include "support/form_input.h"
 
 namespace kestrel::test {
 
-// A CGI request held in memory: variables and a body.
-class FormInput : public cgicc::CgiInput {
- public:
-  explicit FormInput(std::map<std::string, std::string> variables,
-                     std::string body = "")
-      : variables_(std::move(variables)), body_(std::move(body)) {}
-
-  size_t read(char* data, size_t length) override {
-    size_t n = body_.copy(data, length, offset_);
-    offset_ += n;
-    return n;
-  }
-  std::string getenv(const char* name) override {
-    auto found = variables_.find(name);
-    return found == variables_.end() ? "" : found->second;
-  }
-
- private:
-  std::map<std::string, std::string> variables_;
-  std::string body_;
-  size_t offset_ = 0;
-};
-
-// A parsed GET request with the query string, from localhost port 80.
 inline std::unique_ptr<cgicc::Cgicc> getForm(const std::string& query) {
-  FormInput input({{"REQUEST_METHOD", "GET"},
-                   {"QUERY_STRING", query},
-                   {"SERVER_NAME", "localhost"},
-                   {"SERVER_PORT", "80"}});
-  return std::make_unique<cgicc::Cgicc>(&input);
+  return parsedGet(query);
 }
 
 // Frames of a domain whose OrgName is "Acme.Inc" and whose colours,
