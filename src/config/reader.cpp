@@ -252,6 +252,14 @@ std::string_view applyDirective(std::string_view key, std::string_view first,
   return {};
 }
 
+// What the row directives above read, letter by letter.
+constexpr DirectiveShape kRowShapes[] = {
+    {"OrgName", "tt"},       {"UrlAttribute", "tftt"},
+    {"ImgAttribute", "tftt"}, {"WtaiAttribute", "tfff"},
+    {"AddAttribute", "ttf"},  {"field", "tffttfffnntf"},
+    {"DisplayMapURL", "ffttttttt"},
+};
+
 void applyDefaults(DomainSettings& s, const ServerEnvironment& env) {
   auto fill = [](std::string& member, const char* value) {
     if (member.empty())
@@ -410,6 +418,19 @@ std::string readAll(std::FILE* file) {
 }
 
 }  // namespace
+
+const std::vector<DirectiveShape>& directiveShapes() {
+  static const std::vector<DirectiveShape> shapes = [] {
+    std::vector<DirectiveShape> all;
+    for (const auto& d : kTextDirectives) all.push_back({d.name, "t"});
+    for (const auto& d : kNumberDirectives) all.push_back({d.name, "n"});
+    for (const auto& d : kFlagDirectives) all.push_back({d.name, "f"});
+    for (const auto& d : kListDirectives) all.push_back({d.name, "t"});
+    for (const auto& d : kRowShapes) all.push_back(d);
+    return all;
+  }();
+  return shapes;
+}
 
 std::string readConfiguration(const cgicc::Cgicc& cgi, DomainSettings& settings,
                               MapLinkSettings& map, const std::string& domain,

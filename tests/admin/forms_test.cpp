@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "admin/cli.h"
+#include "admin/forms.h"
+#include "admin/show.h"
+#include "support/cgi_run.h"
+#include "support/slapd.h"
+#include "support/temp_dir.h"
+
+namespace kestrel::admin {
+namespace {
+
+using test::CgiResult;
+
+std::string configFor(int port, const std::string& pageType) {
+  return "START:people\n"
+         "OrgName:Example:Org\n"
+         "PageType:" + pageType + "\n"
+         "LdapServer:127.0.0.1\n"
+         "LdapPort:" + std::to_string(port) + "\n"
+         "SearchBase:dc=example,dc=com\n"
+         "BindDn:cn=admin,dc=example,dc=com\n"
+         "field:cn:T:T:Name:name:T:T:F:30:0:fn:T\n"
+         "field:sn:F:T:Surname:by surname:T:T:T:20:0:n:T\n"
+         "field:mail:F:T:E-mail::T:T:T:30:0::T\n"
+         "AddAttribute:first:givenName:T\n"
+         "AddAttribute:last:sn:T\n"
+         "AddAttribute:email:mail:F\n"
+         "DefineAddCn:givenName\n"
+         "DefineAddCn:sn\n"
+         "DefineAddDn:cn\n"
+         "ObjectClass:top\n"
+         "ObjectClass:inetOrgPerson\n";
+}
+
+// What a browser sends for a generated page: its target and its fields,
+// hidden values as written and the visitor's entries for the rest.
+struct Submission {
+  std::string action;
+  std::string method;
+  std::vector<std::pair<std::string, std::string>> fields;
+};
+
+std::string attribute(const std::string& tag, const std::string& name) {
+  std::smatch m;
+  if (std::regex_search(tag, m, std::regex(" " + name + "=\"([^\"]*)\""))) return m[1];
+  return "";
+}
+
+// Fills the page's form: every input and select must be one the visitor
+// entries name or hidden; `entries` names must all be on the page.
+Submission fillIn(const std::string& page,
+                  const std::map<std::string, std::string>& entries) {
+  Submission s;
+  std::set<std::string> used;
+  auto entry = [&](const std::string& name) {
+    auto found = entries.find(name);
+    EXPECT_NE(found, entries.end()) << "page asks for " << name;
+    used.insert(name);
+    return found == entries.end() ? std::string() : found->second;
+  };
+  std::smatch m;
+  if (std::regex_search(page, m, std::regex("<form [^>]*>"))) {
+    s.action = attribute(m[0], "action");
+    s.method = attribute(m[0], "method");
+    std::regex inputs("<(input|select) [^>]*>");
+    for (std::sregex_iterator i(page.begin(), page.end(), inputs), end; i != end; ++i) {
+      std::string tag = (*i)[0];
+      std::string name = attribute(tag, "name");
+      std::string type = attribute(tag, "type");
+      if (type == "submit") continue;
+      if (type == "hidden") {
+        s.fields.emplace_back(name, attribute(tag, "value"));
+        continue;
+      }
+      std::string value = entry(name);
+      if ((*i)[1] == "select") {
+        EXPECT_NE(page.find("<option value=\"" + value + "\""), std::string::npos)
+            << "no option " << value;
+      }
+      s.fields.emplace_back(name, value);
+    }
+  } else if (std::regex_search(page, m, std::regex("<go [^>]*>"))) {
+    s.action = attribute(m[0], "href");
+    s.method = attribute(m[0], "method");
+    std::regex postfields("<postfield [^>]*>");
+    for (std::sregex_iterator i(page.begin(), page.end(), postfields), end; i != end; ++i) {
+      std::string name = attribute((*i)[0], "name");
+      std::string value = attribute((*i)[0], "value");
+      if (value == "$(" + name + ")") {
+        EXPECT_NE(page.find("name=\"" + name + "\""), std::string::npos) << name;
+        value = entry(name);
+      }
+      s.fields.emplace_back(name, value);
+    }
+  }
+  for (const auto& e : entries) EXPECT_TRUE(used.count(e.first)) << "no field " << e.first;
+  return s;
+}
+
+std::string encoded(const std::vector<std::pair<std::string, std::string>>& fields) {
+  std::string body;
+  for (const auto& [name, value] : fields) {
+    if (!body.empty()) body += '&';
+    for (const std::string* part : {&name, &value}) {
+      for (unsigned char c : *part) {
+        if (isalnum(c) || c == '-' || c == '.' || c == '_') {
+          body += static_cast<char>(c);
+        } else {
+          char hex[4];
+          std::snprintf(hex, sizeof hex, "%%%02X", c);
+          body += hex;
+        }
+      }
+      if (part == &name) body += '=';
+    }
+  }
+  return body;
+}
+
+CgiResult submit(const std::string& config, const Submission& s) {
+  EXPECT_EQ(s.action, "/cgi-bin/kestrel.cgi");
+  return s.method == "get" ? test::runCgi(test::getRequest(config, encoded(s.fields)))
+                           : test::runCgi(test::postRequest(config, encoded(s.fields)));
+}
+
+std::string generated(const std::string& config, const std::string& page) {
+  test::TempDir dir;
+  std::ostringstream out, err;
+  int status = runAdmin({"forms", "people", dir.write("k.conf", config), "--page=" + page},
+                        out, err);
+  EXPECT_EQ(status, 0) << err.str();
+  return out.str();
+}
+
+// The generated pages drive the real program: a search by a selector and
+// an addition that lands in the directory.
+TEST(Forms, GeneratedPagesWorkEndToEnd) {
+  if (!test::canRunCgi()) GTEST_SKIP() << "needs root for the mount namespace";
+  test::Slapd slapd("dc=example,dc=com", test::readFile(test::testDataPath("write-people.ldif")));
+  struct Case {
+    const char* pageType;
+    const char* added;
+  } cases[] = {{"HtmlExtra", "Zed Quill"}, {"WmlMinimal", "Wim Quill"},
+               {"HtmlMinimal", "Hal Quill"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.pageType);
+    std::string config = configFor(slapd.port(), c.pageType);
+
+    Submission search = fillIn(generated(config, "search"),
+                               {{"selectoption", "by surname"}, {"searchfor", "Lee"}});
+    EXPECT_EQ(search.method, "get");
+    CgiResult found = submit(config, search);
+    EXPECT_EQ(found.exitStatus, 0) << found.err;
+    EXPECT_NE(found.out.find("Ann Lee"), std::string::npos) << found.out;
+    EXPECT_EQ(found.out.find("Bo Chen"), std::string::npos) << found.out;
+
+    std::string given(c.added, 3);
+    Submission add = fillIn(generated(config, "add"),
+                            {{"first", given}, {"last", "Quill"}, {"email", ""},
+                             {"addpassword", test::Slapd::kRootPassword}});
+    EXPECT_EQ(add.method, "post");
+    CgiResult added = submit(config, add);
+    EXPECT_EQ(added.exitStatus, 0) << added.err;
+    EXPECT_NE(slapd.search("dc=example,dc=com", std::string("(cn=") + c.added + ")", "sn")
+                  .find("sn: Quill"),
+              std::string::npos)
+        << added.out;
+  }
+}
+
+TEST(Forms, PagesFollowTheConfiguration) {
+  DomainReading r = readDomain(
+      "START:d\nOrgName:A&B:Co\nCgiBinPath:bin/\n"
+      "field:cn:T:T:Name:n\"q:T:T:F:30:0:fn:T\nfield:sn:F:T:Surname::T:T:T:0:0::T\n"
+      "AddAttribute:first:givenName:T\nAddAttribute:mail:mail:F\n",
+      "d", ServerEnvironment{});
+  ASSERT_EQ(r.error, "");
+  EXPECT_EQ(formAction(r.settings), "/bin/kestrel.cgi");
+  std::string search = searchPage(r.settings, "d");
+  // One option per field with a selector text, the value escaped.
+  EXPECT_NE(search.find("<option value=\"n&quot;q\" >Name</option>"), std::string::npos)
+      << search;
+  EXPECT_EQ(search.find("Surname"), std::string::npos) << search;
+  EXPECT_NE(search.find("<title>A&amp;B.Co: Search</title>"), std::string::npos) << search;
+  std::string add = addPage(r.settings, "d");
+  EXPECT_NE(add.find(">givenName *</label>"), std::string::npos) << add;
+  EXPECT_NE(add.find(">mail</label>"), std::string::npos) << add;
+
+  r.settings.PageType = "WmlMinimal";
+  EXPECT_EQ(pageExtension(r.settings), "wml");
+  std::string wml = searchPage(r.settings, "d$1");
+  EXPECT_NE(wml.find("<postfield name=\"kestreldomain\" value=\"d$$1\"/>"), std::string::npos)
+      << wml;
+}
+
+TEST(Forms, OutWritesBothPagesAndSkipsAnEmptyAddForm) {
+  test::TempDir dir;
+  std::string config = dir.write("k.conf", "START:d\nfield:cn:T:T:Name:name:T:T:F:30:0:fn:T\n");
+  std::ostringstream out, err;
+  EXPECT_EQ(runAdmin({"forms", "d", config, "--out=" + dir.path()}, out, err), 0) << err.str();
+  EXPECT_EQ(out.str(), dir.file("search.html") + "\n");
+  EXPECT_NE(err.str().find("no AddAttribute lines"), std::string::npos);
+  EXPECT_NE(test::readFile(dir.file("search.html")).find("name=\"searchfor\""),
+            std::string::npos);
+  std::ostringstream out2, err2;
+  EXPECT_EQ(runAdmin({"forms", "d", config, "--page=add"}, out2, err2), 2);
+}
+
+}  // namespace
+}  // namespace kestrel::admin
