@@ -8,7 +8,10 @@ packages=(
   libcgicc-dev libldap-dev
   googletest libgtest-dev
   slapd ldap-utils
-  lighttpd
+  # the demo (scripts/demo.sh)
+  lighttpd curl iproute2
+  # the browser tests (tests/browser): headless Chromium over WebDriver
+  chromium chromium-driver nodejs
 )
 
 missing=()
