@@ -3,6 +3,7 @@
 #include <string>
 
 #include "directory/search_request.h"
+#include "directory/table_rows.h"
 
 namespace kestrel {
 namespace {
@@ -24,51 +25,24 @@ DomainSettings nameDomain() {
 }
 
 TEST(SearchFilter, OpeningAndClosingFollowTheFilterDirectives) {
-  struct Row {
-    std::string addFilter, prefix, suffix, filter;
-  } rows[] = {
-      {"objectClass=person", "ou=staff", "l=Paris",
-       "(&(objectClass=person)(cn=*smith*))"},
-      {"objectClass=person", "", "", "(&(objectClass=person)(cn=*smith*))"},
-      {"", "", "", "cn=*smith*"},
-      {"", "ou=staff", "", "(&(ou=staff)(cn=*smith*))"},
-      // The suffix alone keeps one opening parenthesis too many.
-      {"", "", "l=Paris", "(&((cn=*smith*)(l=Paris))"},
-      {"", "ou=staff", "l=Paris", "(&(&(ou=staff)(cn=*smith*))(l=Paris))"},
-  };
   const std::string option = "Name";
-  for (const Row& r : rows) {
+  for (const auto& r : test::tableRows("directory/filter-directives.tsv")) {
     DomainSettings settings = nameDomain();
-    settings.AddFilter = r.addFilter;
-    settings.FilterPrefix = r.prefix;
-    settings.FilterSuffix = r.suffix;
-    EXPECT_EQ(buildSearchFilter(settings, &option, " smith "), r.filter)
-        << "AF=" << r.addFilter << " FP=" << r.prefix << " FS=" << r.suffix;
+    settings.AddFilter = r.at(0);
+    settings.FilterPrefix = r.at(1);
+    settings.FilterSuffix = r.at(2);
+    EXPECT_EQ(buildSearchFilter(settings, &option, " smith "), r.at(3))
+        << "AF=" << r[0] << " FP=" << r[1] << " FS=" << r[2];
   }
 }
 
 TEST(SearchFilter, SearchTextIsTrimmedOfBlanksAndNeverEscaped) {
-  struct Row {
-    bool before, after;
-    std::string text, filter;
-  } rows[] = {
-      {true, true, "*", "cn=*"},
-      {false, false, "  *  ", "cn=*"},
-      {true, true, "a*b", "cn=*a*b*"},
-      {false, true, "smith", "cn=smith*"},
-      {true, false, "smith", "cn=*smith"},
-      {false, false, "smith", "cn=smith"},
-      {true, true, "", "cn="},
-      {false, false, "\tsmith\t", "cn=\tsmith\t"},  // tabs stay
-      {false, false, " (|(uid=*)(x=\\2a) ", "cn=(|(uid=*)(x=\\2a)"},
-      {true, true, " a b ", "cn=*a b*"},
-  };
   const std::string option = "Name";
-  for (const Row& r : rows) {
+  for (const auto& r : test::tableRows("directory/filter-text.tsv")) {
     DomainSettings settings;
-    settings.field = {row("cn", "Name", r.before, r.after)};
-    EXPECT_EQ(buildSearchFilter(settings, &option, r.text), r.filter)
-        << "text: [" << r.text << "]";
+    settings.field = {row("cn", "Name", r.at(0) == "1", r.at(1) == "1")};
+    EXPECT_EQ(buildSearchFilter(settings, &option, r.at(2)), r.at(3))
+        << "text: [" << r[2] << "]";
   }
 }
 
