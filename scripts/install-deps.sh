@@ -12,6 +12,8 @@ packages=(
   lighttpd curl iproute2
   # the browser tests (tests/browser): headless Chromium over WebDriver
   chromium chromium-driver nodejs
+  # fuzzing and memcheck (scripts/fuzz.sh, scripts/memcheck.sh)
+  clang-14 libclang-rt-14-dev valgrind
 )
 
 missing=()

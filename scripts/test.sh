@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test: first a plain
-# build, then the same tests built with AddressSanitizer and UBSan.
+# Installs what is missing, builds, and runs every test: a plain build, the
+# same tests built with AddressSanitizer and UBSan, the fuzz targets for a
+# bounded time, and the integration tests with the program under memcheck.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -24,3 +25,9 @@ export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1
 export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd build-asan && ctest --output-on-failure -j"$jobs")
+
+echo "== fuzzing (libFuzzer, 20 s per target)"
+bash scripts/fuzz.sh 20
+
+echo "== memcheck over the integration tests"
+bash scripts/memcheck.sh

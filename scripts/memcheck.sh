@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Runs the integration tests (those that start kestrel.cgi) with every run of
+# the program under valgrind's memcheck. Any invalid read or write, any use
+# of uninitialised memory and any leak not in tests/valgrind.supp fails.
+#   scripts/memcheck.sh [gtest filter]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+build=$root/build-memcheck
+filter=${1:-*}
+# Every test program with a source that starts the program, but the hostile
+# matrix, which measures the program's memory and runs under the sanitizers.
+tests=()
+while read -r dir name sources; do
+  for source in $sources; do
+    if grep -q 'runCgi' "tests/$dir/$source" 2>/dev/null; then
+      tests+=("$name")
+      break
+    fi
+  done
+done < <(for list in tests/CMakeLists.txt tests/*/CMakeLists.txt; do
+           dir=$(dirname "${list#tests/}")
+           sed -n 's/^kestrel_test(\([^ ]*\) \([^)]*\)).*/\1 \2/p' "$list" |
+             sed "s|^|$dir |"
+         done)
+tests=($(printf '%s\n' "${tests[@]}" | grep -v '^hostile_test$'))
+
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DKESTREL_SANITIZE=OFF \
+  >/dev/null
+cmake --build "$build" -j"$(nproc)" --target kestrel_cgi "${tests[@]}" \
+  >/dev/null
+
+# The tests start the path they were built with; put valgrind in between.
+# A fresh link writes the program over the wrapper, so check every time.
+program=$build/kestrel.cgi
+if [[ "$(head -c 4 "$program")" == $'\x7fELF' ]]; then
+  mv "$program" "$program.bin"
+fi
+logs=$build/memcheck-logs
+rm -rf "$logs"
+mkdir -p "$logs"
+cat >"$program" <<WRAPPER
+#!/bin/sh
+exec valgrind --quiet --tool=memcheck --error-exitcode=99 \\
+  --leak-check=full --show-leak-kinds=definite,indirect,possible \\
+  --errors-for-leak-kinds=definite,indirect,possible \\
+  --suppressions=$root/tests/valgrind.supp --gen-suppressions=all \\
+  --log-file=$logs/%p.log "$program.bin" "\$@"
+WRAPPER
+chmod 755 "$program"
+
+# Two test programs at a time: each starts its own slapd on a free port.
+runOne() {
+  local test=$1 binary
+  binary=$(find "$build/tests" -name "$test" -type f -perm -u+x | head -1)
+  if timeout 900 "$binary" --gtest_filter="$filter" >"$logs/$test.out" 2>&1
+  then
+    echo "memcheck $test: $(grep -c '^\[       OK \]' "$logs/$test.out") tests passed"
+  else
+    echo "memcheck $test: FAILED, see $logs/$test.out"
+    grep -E '^\[  FAILED' "$logs/$test.out" | head -10 || true
+    return 1
+  fi
+}
+export -f runOne
+export build logs filter
+status=0
+printf '%s\n' "${tests[@]}" | xargs -P2 -I{} bash -c 'runOne {}' || status=1
+runs=$(find "$logs" -name '*.log' | wc -l)
+reports=$(find "$logs" -name '*.log' -size +0 | sort)
+if [[ -n "$reports" ]]; then
+  echo "memcheck: reports in $(echo "$reports" | wc -l) of $runs runs:"
+  for report in $reports; do
+    sed 's/^==[0-9]*== //' "$report" | head -40
+  done
+  status=1
+else
+  echo "memcheck: $runs runs of kestrel.cgi, no report"
+fi
+exit $status
