@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cgicc/CgiUtils.h>
+
 #include <map>
 #include <regex>
 #include <set>
@@ -17,25 +19,12 @@ namespace {
 
 using test::CgiResult;
 
+// The domain "people" of tests/data/admin/forms.conf in the page type, its
+// directory on the port.
 std::string configFor(int port, const std::string& pageType) {
-  return "START:people\n"
-         "OrgName:Example:Org\n"
-         "PageType:" + pageType + "\n"
-         "LdapServer:127.0.0.1\n"
-         "LdapPort:" + std::to_string(port) + "\n"
-         "SearchBase:dc=example,dc=com\n"
-         "BindDn:cn=admin,dc=example,dc=com\n"
-         "field:cn:T:T:Name:name:T:T:F:30:0:fn:T\n"
-         "field:sn:F:T:Surname:by surname:T:T:T:20:0:n:T\n"
-         "field:mail:F:T:E-mail::T:T:T:30:0::T\n"
-         "AddAttribute:first:givenName:T\n"
-         "AddAttribute:last:sn:T\n"
-         "AddAttribute:email:mail:F\n"
-         "DefineAddCn:givenName\n"
-         "DefineAddCn:sn\n"
-         "DefineAddDn:cn\n"
-         "ObjectClass:top\n"
-         "ObjectClass:inetOrgPerson\n";
+  std::string config = test::readFile(test::testDataPath("admin/forms.conf"));
+  config.replace(config.find("@PAGETYPE@"), 10, pageType);
+  return config.replace(config.find("@PORT@"), 6, std::to_string(port));
 }
 
 // What a browser sends for a generated page: its target and its fields,
@@ -105,21 +94,9 @@ Submission fillIn(const std::string& page,
 
 std::string encoded(const std::vector<std::pair<std::string, std::string>>& fields) {
   std::string body;
-  for (const auto& [name, value] : fields) {
-    if (!body.empty()) body += '&';
-    for (const std::string* part : {&name, &value}) {
-      for (unsigned char c : *part) {
-        if (isalnum(c) || c == '-' || c == '.' || c == '_') {
-          body += static_cast<char>(c);
-        } else {
-          char hex[4];
-          std::snprintf(hex, sizeof hex, "%%%02X", c);
-          body += hex;
-        }
-      }
-      if (part == &name) body += '=';
-    }
-  }
+  for (const auto& [name, value] : fields)
+    body += (body.empty() ? "" : "&") + cgicc::form_urlencode(name) + "=" +
+            cgicc::form_urlencode(value);
   return body;
 }
 

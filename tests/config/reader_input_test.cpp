@@ -2,14 +2,11 @@
 #include <chrono>
 #include <cstdio>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <string>
-#include <vector>
-
-#include <cgicc/Cgicc.h>
 
 #include "read_text.h"
-#include "support/temp_dir.h"
+#include "support/form_input.h"
+#include "support/slapd.h"
 
 namespace kestrel::test {
 namespace {
@@ -17,72 +14,55 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 double millisecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - start)
-      .count();
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// A form object whose environment names www.example.org, port 8080.
-const cgicc::Cgicc& requestCgi() {
-  static const bool environment = [] {
-    setenv("REQUEST_METHOD", "GET", 1);
-    setenv("QUERY_STRING", "", 1);
-    setenv("SERVER_NAME", "www.example.org", 1);
-    setenv("SERVER_PORT", "8080", 1);
-    return true;
-  }();
-  static const cgicc::Cgicc cgi;
-  (void)environment;
-  return cgi;
+// Reads the file as a request to www.example.org port 8080 would.
+std::string readFileAs(const std::string& path, const std::string& domain,
+                       DomainSettings& s, MapLinkSettings& map) {
+  FormInput input({{"REQUEST_METHOD", "GET"},
+                   {"SERVER_NAME", "www.example.org"},
+                   {"SERVER_PORT", "8080"}});
+  cgicc::Cgicc cgi(&input);
+  return readConfiguration(cgi, s, map, domain, path.c_str());
 }
 
-TEST(ReadConfiguration, UnopenableFileLeavesTheRecordUntouched) {
+// An unopenable file leaves the record untouched; a file is read with the
+// server of the request.
+TEST(ReadConfiguration, ReadsTheFileWithTheServerOfTheRequest) {
   DomainSettings s;
   MapLinkSettings map;
-  EXPECT_EQ(readConfiguration(requestCgi(), s, map, "x", "/nonexistent/k.conf"),
+  EXPECT_EQ(readFileAs("/nonexistent/k.conf", "x", s, map),
             "File SYS_CONFIG_FILE could not be opened");
   EXPECT_EQ(s.OrgName + s.LdapServer + s.WebServer, "");
   EXPECT_EQ(s.LdapPort + s.WebServerPort, 0);
-}
-
-TEST(ReadConfiguration, ReadsTheFileWithTheServerOfTheRequest) {
   TempDir dir;
-  std::string path = dir.write("k.conf", "START:x\nOrgName:A:B\n");
-  DomainSettings s;
-  MapLinkSettings map;
-  EXPECT_EQ(readConfiguration(requestCgi(), s, map, "x", path.c_str()), "");
-  EXPECT_EQ(s.OrgName, "A.B");
-  EXPECT_EQ(s.WebServer, "www.example.org");
+  EXPECT_EQ(readFileAs(dir.write("k.conf", "START:x\nOrgName:A:B\n"), "x", s, map), "");
+  EXPECT_EQ(s.OrgName + " " + s.WebServer, "A.B www.example.org");
   EXPECT_EQ(s.WebServerPort, 8080);
 }
 
 // 200 domains of 50 lines; the requested one comes last.
-std::string bigConfiguration() {
+TEST(ReadConfiguration, TenThousandLinesReadQuickly) {
   std::string text = "program:kestrel\nversion:1.10\n";
   for (int d = 0; d < 200; ++d) {
-    text += "START:domain" + std::to_string(d) + "\n# people\n";
-    text += "OrgName:Example:org\nLdapServer:ldap.example.org\n";
-    text += "SearchBase:ou=people,dc=example,dc=org\nPageType:HtmlExtra\n";
-    for (int f = 0; f < 40; ++f) {
-      text += "field:attr" + std::to_string(f) +
-              ":F:T:Label:sel:T:T:T:30:0:NOTE:F\n";
-    }
-    text += "UrlAttribute:labeledURI:T::Home\nAddAttribute:sn:sn:T\n";
-    text += "DisplayMapURL:T:T:maps.google.com/:Map:c:postalCode:st:l:street\n";
-    text += "AllowURLAccess:T\n";
+    text += "START:domain" + std::to_string(d) + "\n# people\n"
+            "OrgName:Example:org\nLdapServer:ldap.example.org\n"
+            "SearchBase:ou=people,dc=example,dc=org\nPageType:HtmlExtra\n";
+    for (int f = 0; f < 40; ++f)
+      text += "field:attr" + std::to_string(f) + ":F:T:Label:sel:T:T:T:30:0:NOTE:F\n";
+    text += "UrlAttribute:labeledURI:T::Home\nAddAttribute:sn:sn:T\n"
+            "DisplayMapURL:T:T:maps.google.com/:Map:c:postalCode:st:l:street\n"
+            "AllowURLAccess:T\n";
   }
-  return text;
-}
-
-TEST(ReadConfiguration, TenThousandLinesReadQuickly) {
   TempDir dir;
-  std::string path = dir.write("k.conf", bigConfiguration());
+  std::string path = dir.write("k.conf", text);
   double best = 1e9;
   for (int run = 0; run < 30; ++run) {
     DomainSettings s;
     MapLinkSettings map;
     Clock::time_point start = Clock::now();
-    std::string error =
-        readConfiguration(requestCgi(), s, map, "domain199", path.c_str());
+    std::string error = readFileAs(path, "domain199", s, map);
     best = std::min(best, millisecondsSince(start));
     ASSERT_EQ(error, "");
     ASSERT_EQ(s.field.size(), 40u);
@@ -99,8 +79,7 @@ TEST(ReaderInput, AwkwardBytesAreKeptAsWritten) {
   const std::string big(1 << 20, 'a');
   const char withNul[] = "START:x\nOrgLogo:a\0b\nOrg\0Logo:c\n";
   const struct {
-    std::string text;
-    std::string orgLogo;
+    std::string text, orgLogo;
   } rows[] = {
       {"START:x\nOrgLogo:v", "v"},  // no final line feed
       {"START:x\nOrgLogo:" + big + "\n", big},
@@ -119,13 +98,12 @@ TEST(ReaderInput, AwkwardBytesAreKeptAsWritten) {
 
 TEST(ReaderInput, TenMegabytesTakeLinearTime) {
   std::string inBlock = "START:x\n";
-  while (inBlock.size() < (10u << 20))
-    inBlock += "SearchBase:dc=example,dc=org\n";
+  while (inBlock.size() < (10u << 20)) inBlock += "SearchBase:dc=example,dc=org\n";
   std::string oneLine(10u << 20, 'k');
   std::string colons = "START:x\nUrlAttribute" + std::string(10u << 20, ':');
   for (const std::string* text : {&inBlock, &oneLine, &colons}) {
     Clock::time_point start = Clock::now();
-    ReadResult r = readText(*text);
+    readText(*text);
     EXPECT_LT(millisecondsSince(start), 5000.0) << text->substr(0, 20);
   }
 }
@@ -134,41 +112,20 @@ TEST(ReaderInput, TenMegabytesTakeLinearTime) {
 class Recorder : public ConfigObserver {
  public:
   void line(const ConfigLine& l) override {
-    std::string text = std::to_string(l.number) + " " +
-                       "ECK"[static_cast<int>(l.kind)] + " " +
-                       std::string(l.key) + " [";
-    for (std::size_t i = 0; i < l.segmentCount; ++i) {
+    text += std::to_string(l.number) + " " + "ECK"[static_cast<int>(l.kind)] +
+            " " + std::string(l.key) + " [";
+    for (std::size_t i = 0; i < l.segmentCount; ++i)
       text += (i ? "|" : "") + std::string(l.segments[i]);
-    }
-    text += std::string("] ") + (l.inBlock ? "in " : "out ") +
-            std::string(l.directive);
-    lines.push_back(text);
+    text += std::string("] ") + (l.inBlock ? "in " : "out ") + std::string(l.directive) + "\n";
   }
-  std::vector<std::string> lines;
+  std::string text;
 };
 
 TEST(ReaderObserver, ReportsEachLineAsRead) {
   Recorder recorder;
-  ReadResult r = readText(
-      "# people\n\nOrgName:early\nSTART:x\nLdapPort:636\nNoSuchKey:a:b\n"
-      "START:y\nOrgLogo:z\nSTART:x:more\nUrlAttribute:u\nversion:2\n"
-      "OrgLogo:never\n",
-      "x", &recorder);
+  ReadResult r = readText(readFile(testDataPath("config/observer.conf")), "x", &recorder);
   EXPECT_NE(r.error, "");
-  EXPECT_EQ(recorder.lines, (std::vector<std::string>{
-                                "1 C  [] out ",
-                                "2 E  [] out ",
-                                "3 K OrgName [] out ",
-                                "4 K START [x|START] in ",
-                                "5 K LdapPort [636] in LdapPort",
-                                "6 K NoSuchKey [a] in ",
-                                "7 K START [y] out ",
-                                "8 K OrgLogo [] out ",
-                                "9 K START [x|more] in ",
-                                "10 K UrlAttribute [u|UrlAttribute|u|"
-                                "UrlAttribute] in UrlAttribute",
-                                "11 K version [2] out ",
-                            }));
+  EXPECT_EQ(recorder.text, readFile(testDataPath("config/observer.expected")));
 }
 
 }  // namespace

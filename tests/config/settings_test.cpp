@@ -3,41 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include "support/case_text.h"
+
 namespace kestrel {
 namespace {
 
-TEST(FlagValue, OnlyCapitalTIsTrue) {
-  EXPECT_TRUE(flagValue("T"));
-  for (const char* text : {"t", "TRUE", "True", "Y", "yes", "1", "F", "", " T",
-                           "T ", "T\r", "TT"}) {
-    EXPECT_FALSE(flagValue(text)) << '"' << text << '"';
-  }
-}
-
-TEST(NumberValue, FollowsAtoi) {
-  const struct {
-    std::string text;
-    int expected;
-  } rows[] = {
-      {"389", 389},
-      {"", 0},
-      {"abc", 0},
-      {" \t\n\v\f\r42", 42},
-      {"-17", -17},
-      {"+17", 17},
-      {"12abc", 12},
-      {"- 1", 0},
-      {"1 2", 1},
-      {std::string("7\0009", 3), 7},
-      {"2147483647", 2147483647},
-      // Out of range: the long from strtol, then its low 32 bits.
-      {"2147483648", -2147483647 - 1},
-      {"-2147483649", 2147483647},
-      {"4294967296", 0},
-      {"99999999999999999999", -1},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(numberValue(row.text), row.expected) << '"' << row.text << '"';
+// Only a capital T is true; numbers follow atoi.
+TEST(Values, FlagsAndNumbers) {
+  std::vector<test::TextCase> cases = test::readTextCases("config/values.cases");
+  EXPECT_EQ(cases.size(), 28u);
+  for (const test::TextCase& c : cases) {
+    std::string text = c.input.substr(0, c.input.size() - 1);
+    std::string value = c.name.rfind("flag", 0) == 0 ? (flagValue(text) ? "T" : "F")
+                                                     : std::to_string(numberValue(text));
+    EXPECT_EQ(value, c.expected.at(0)) << c.name << " \"" << text << '"';
   }
 }
 

@@ -3,11 +3,16 @@
 
 #include <gtest/gtest.h>
 #include <sstream>
+#include <tuple>
 
-#include "web/web_test_util.h"
+#include "support/slapd.h"
 
 namespace kestrel::test {
 namespace {
+
+std::string expected(const std::string& name) {
+  return readFile(testDataPath("web/" + name + ".expected"));
+}
 
 // A record as the reader leaves it for a block naming only OrgName.
 DomainSettings readSettings(const std::string& pageType) {
@@ -22,39 +27,29 @@ DomainSettings readSettings(const std::string& pageType) {
   return settings;
 }
 
+// The frame follows the page type argument, never the record's.
 TEST(PageFrame, EveryPageTypeFramesTheContent) {
-  struct Row {
-    std::string pageType;
-    std::string header;
-    std::string footer;
+  const struct {
+    std::string recordType, pageType, frame;
+  } rows[] = {
+      {"HtmlExtra", "HtmlExtra", "HtmlExtra"},
+      {"HtmlMinimal", "HtmlMinimal", "HtmlMinimal"},
+      {"WmlMinimal", "WmlMinimal", "WmlMinimal"},
+      {"WmlMinimal", "HtmlMinimal", "HtmlMinimal"},
+      {"", "", "Text"},
+      {"htmlextra", "htmlextra", "Text"},
+      {"WmlMinimal\r", "WmlMinimal\r", "Text"},
   };
-  const Row rows[] = {
-      {"HtmlExtra", htmlExtraHeader("Database Information."), kHtmlFooter},
-      {"HtmlMinimal", htmlMinimalHeader(), kHtmlFooter},
-      {"WmlMinimal", wmlHeader("Database Information.", "info"), kWmlFooter},
-      {"", kTextHeader, ""},
-      {"htmlextra", kTextHeader, ""},
-      {"WmlMinimal\r", kTextHeader, ""},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     resetElementStates();
-    DomainSettings settings = readSettings(row.pageType);
     std::ostringstream out;
-    writePageHeader(out, settings, row.pageType, "Database Information.",
-                    "info");
+    writePageHeader(out, readSettings(row.recordType), row.pageType,
+                    "Database Information.", "info");
     out << "content";
     writePageFooter(out, row.pageType);
-    EXPECT_EQ(out.str(), row.header + "content" + row.footer)
+    EXPECT_EQ(out.str(), expected("frame-" + row.frame))
         << "page type \"" << row.pageType << "\"";
   }
-}
-
-TEST(PageFrame, HeaderTakesThePageTypeArgumentNotTheRecord) {
-  resetElementStates();
-  DomainSettings settings = readSettings("WmlMinimal");
-  std::ostringstream out;
-  writePageHeader(out, settings, "HtmlMinimal", "t", "id");
-  EXPECT_EQ(out.str(), htmlMinimalHeader());
 }
 
 TEST(PageFrame, WmlCardTagIsWrittenUnescaped) {
@@ -67,30 +62,19 @@ TEST(PageFrame, WmlCardTagIsWrittenUnescaped) {
       << out.str();
 }
 
-TEST(ErrorPage, BeforeReadingUsesTheConstructionDefaults) {
-  resetElementStates();
-  std::ostringstream out;
-  writeErrorPage(out, DomainSettings(), "Domain not specified.");
-  EXPECT_EQ(out.str(), errorPageFromDefaults("Domain not specified."));
-}
-
-TEST(ErrorPage, StyleSheetReplacesTheBodyColours) {
-  resetElementStates();
-  DomainSettings settings = readSettings("HtmlMinimal");
-  settings.StyleSheet = "/k.css";
-  std::ostringstream styled;
-  writeErrorPage(styled, settings, "m");
-  EXPECT_EQ(styled.str(),
-            kHtmlTop +
-                "<title>Kestrel configuration ERROR!</title>\n"
-                "<meta name=\"author\" content=\"www.tarnbeck.example\"  />\n"
-                "<link rel=\"STYLESHEET\" href=\"/k.css\" "
-                "TYPE=\"text/css\">\n"
-                "</head>\n"
-                "<body>\n"
-                "<h1>Kestrel configuration ERROR!</h1>\n"
-                "Message: m\n"
-                "</body></html>");
+// Before reading, the construction defaults; a style sheet replaces the
+// body colours.
+TEST(ErrorPage, DefaultsAndStyleSheet) {
+  DomainSettings styled = readSettings("HtmlMinimal");
+  styled.StyleSheet = "/k.css";
+  for (const auto& [settings, message, file] :
+       {std::tuple{DomainSettings(), "Domain not specified.", "error-defaults"},
+        std::tuple{styled, "m", "error-stylesheet"}}) {
+    resetElementStates();
+    std::ostringstream out;
+    writeErrorPage(out, settings, message);
+    EXPECT_EQ(out.str(), expected(file)) << file;
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // urlDecode's decoding rule and ServerUrl's base URLs.
 #include <gtest/gtest.h>
 
+#include "support/case_text.h"
 #include "web/server_url.h"
 #include "web/url_decode.h"
 
@@ -8,70 +9,42 @@ namespace kestrel::test {
 namespace {
 
 TEST(UrlDecode, PlusThenPercentEscapes) {
-  struct Row {
-    std::string text;
-    std::string decoded;
-  };
-  const Row rows[] = {
-      {"", ""},
-      {"cn%3DJo+Doe", "cn=Jo Doe"},
-      {"%41%42c", "ABc"},
-      {"%2f%2F", "//"},  // lower-case hex works
-      {"%2B", "+"},      // a decoded "+" stays
-      {"a%", "a%"},      // lone "%" at the end
-      {"%", "%"},
-      {"%4", "@"},  // one character: low half 0
-      {"%%41",
-       "\xe4"
-       "1"},            // '%' is worth -50: nonsense, no error
-      {"%zz", "S"},     // 35 * 16 + 35, low byte
-      {"%+A", "\x9a"},  // "+" is a blank first: 32 - 87
-      {"%GG", "\xf0"},  // 'G' is worth -16
-      {std::string("%\0"
-                   "1",
-                   3),
-       std::string("\x91", 1)},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(urlDecode(row.text), row.decoded)
-        << "input \"" << row.text << "\"";
+  std::vector<TextCase> cases = readTextCases("web/url_decode.cases");
+  EXPECT_EQ(cases.size(), 13u);
+  for (const TextCase& c : cases) {
+    std::string text = c.input.substr(0, c.input.size() - 1);
+    EXPECT_EQ(urlDecode(text), unescape(c.expected.at(0))) << c.name << ": \"" << text << "\"";
   }
 }
 
-struct PortRow {
-  int constructedPort;
-  int currentPort;
-  std::string url;
-};
-
-TEST(ServerUrl, SchemeFromServicesDatabasePortFromConstruction) {
-  const PortRow rows[] = {
-      {80, 80, "http://web.example"},
-      {8080, 8080, "http-alt://web.example"},
-      {0, 80, "http://web.example"},
-      {0, 8080, "http-alt://web.example"},
+// The scheme comes from the services database, the port text from
+// construction time, the host from the record when asked.
+TEST(ServerUrl, SchemeAndPortOfConstructionHostWhenAsked) {
+  const struct {
+    int constructedPort, currentPort;
+    std::string laterServer, url;
+  } rows[] = {
+      {80, 80, "", "http://web.example"},
+      {8080, 8080, "", "http-alt://web.example"},
+      {0, 80, "", "http://web.example"},
+      {0, 8080, "", "http-alt://web.example"},
       // No service name: the port written is that of construction time.
-      {0, 8443, "http://web.example:0"},
-      {8443, 8443, "http://web.example:8443"},
-      {8443, 64999, "http://web.example:8443"},
-      {-1, -1, "http://web.example:-1"},
+      {0, 8443, "", "http://web.example:0"},
+      {8443, 8443, "", "http://web.example:8443"},
+      {8443, 64999, "", "http://web.example:8443"},
+      {-1, -1, "", "http://web.example:-1"},
+      {0, 0, "later.example", "http://later.example:0"},
   };
-  for (const PortRow& row : rows) {
+  for (const auto& row : rows) {
     DomainSettings settings;
     settings.WebServer = "web.example";
     settings.WebServerPort = row.constructedPort;
     ServerUrl builder(settings);
     settings.WebServerPort = row.currentPort;
+    if (!row.laterServer.empty()) settings.WebServer = row.laterServer;
     EXPECT_EQ(builder.getUrl(), row.url)
         << "ports " << row.constructedPort << " then " << row.currentPort;
   }
-}
-
-TEST(ServerUrl, ReadsWebServerWhenAsked) {
-  DomainSettings settings;
-  ServerUrl builder(settings);
-  settings.WebServer = "later.example";
-  EXPECT_EQ(builder.getUrl(), "http://later.example:0");
 }
 
 }  // namespace
