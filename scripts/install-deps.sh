@@ -14,6 +14,8 @@ packages=(
   chromium chromium-driver nodejs
   # fuzzing and memcheck (scripts/fuzz.sh, scripts/memcheck.sh)
   clang-14 libclang-rt-14-dev valgrind
+  # the benchmark (bench/run.sh): ab for load through lighttpd
+  apache2-utils
 )
 
 missing=()

@@ -26,6 +26,9 @@ export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd build-asan && ctest --output-on-failure -j"$jobs")
 
+echo "== benchmark smoke run (10 entries, 3 runs)"
+KESTREL_CGI=$root/build/kestrel.cgi bash bench/run.sh --smoke
+
 echo "== fuzzing (libFuzzer, 20 s per target)"
 bash scripts/fuzz.sh 20
 
