@@ -2,8 +2,6 @@
 
 #include <strings.h>
 
-#include <utility>
-
 #include "directory/values.h"
 
 namespace kestrel {
@@ -60,23 +58,37 @@ void appendGoogleMapsQuery(std::string& url, const MapLinkSettings& map) {
 
 }  // namespace
 
-void collectMapValue(MapLinkSettings& map, const std::string& attribute,
-                     const std::string& value) {
-  if (attribute.empty() || value.empty()) {
-    return;
+int mapRoleOf(const MapLinkSettings& map, const char* attribute) {
+  if (*attribute == '\0') {
+    return -1;
   }
   // An attribute named for two roles fills only the first.
-  std::pair<const std::string*, std::string*> roles[] = {
-      {&map.countryAttribute, &map.country},
-      {&map.zipAttribute, &map.zip},
-      {&map.stateAttribute, &map.state},
-      {&map.cityAttribute, &map.city},
-      {&map.streetAttribute, &map.street}};
-  for (auto& role : roles) {
-    if (strcasecmp(role.first->c_str(), attribute.c_str()) == 0) {
-      *role.second = value;
-      return;
+  const std::string* names[] = {&map.countryAttribute, &map.zipAttribute,
+                                &map.stateAttribute, &map.cityAttribute,
+                                &map.streetAttribute};
+  for (int role = 0; role < 5; ++role) {
+    if (strcasecmp(names[role]->c_str(), attribute) == 0) {
+      return role;
     }
+  }
+  return -1;
+}
+
+void storeMapValue(MapLinkSettings& map, int role, const char* value,
+                   std::size_t length) {
+  if (length == 0) {
+    return;
+  }
+  std::string* values[] = {&map.country, &map.zip, &map.state, &map.city,
+                           &map.street};
+  values[role]->assign(value, length);
+}
+
+void collectMapValue(MapLinkSettings& map, const std::string& attribute,
+                     const std::string& value) {
+  int role = mapRoleOf(map, attribute.c_str());
+  if (role >= 0) {
+    storeMapValue(map, role, value.data(), value.size());
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "directory/map_link.h"
 #include "directory/modify_form.h"
+#include "directory/render_text.h"
 #include "directory/render_views.h"
 #include "directory/vcard.h"
 #include "web/server_url.h"
@@ -40,33 +41,71 @@ int fieldFor(const DomainSettings& settings, const RenderContext& context,
   return -1;
 }
 
+// More distinct names than this in one search are resolved every time
+// they come, so a server sending ever new names cannot make the lookup
+// itself the slow part.
+constexpr std::size_t kRememberedNames = 64;
+
+AttributeUse resolveAttribute(const Request& rq, const RenderContext& context,
+                              const char* attribute) {
+  AttributeUse use;
+  use.name = attribute;
+  use.field = fieldFor(rq.settings, context, attribute);
+  if (rq.settings.DisplayMapURL) use.mapRole = mapRoleOf(rq.map, attribute);
+  use.isMail = strcasecmp(attribute, "mail") == 0;
+  return use;
+}
+
+// The use of `attribute`, from the names already seen where possible;
+// `spare` holds it when there is no room left to remember it.
+const AttributeUse& useOf(const Request& rq, const RenderContext& context,
+                          const char* attribute, AttributeUse& spare) {
+  std::vector<AttributeUse>& uses = context.uses;
+  std::size_t& next = context.nextUse;
+  if (next < uses.size() && uses[next].name == attribute) {
+    return uses[next++];
+  }
+  for (std::size_t i = 0; i < uses.size(); ++i) {
+    if (uses[i].name == attribute) {
+      next = i + 1;
+      return uses[i];
+    }
+  }
+  if (uses.size() < kRememberedNames) {
+    uses.push_back(resolveAttribute(rq, context, attribute));
+    next = uses.size();
+    return uses.back();
+  }
+  spare = resolveAttribute(rq, context, attribute);
+  return spare;
+}
+
 bool equalsIgnoringCase(const berval* value, const std::string& text) {
   return value->bv_len == text.size() &&
          strncasecmp(value->bv_val, text.c_str(), text.size()) == 0;
 }
 
-void offerToMap(Request& rq, const char* attribute, const berval* value) {
-  if (rq.settings.DisplayMapURL && value != nullptr) {
-    collectMapValue(rq.map, attribute,
-                    std::string(value->bv_val, value->bv_len));
+void offerToMap(Request& rq, const AttributeUse& use, const berval* value) {
+  if (use.mapRole >= 0 && value != nullptr) {
+    storeMapValue(rq.map, use.mapRole, value->bv_val, value->bv_len);
   }
 }
 
 // Collects the values of one attribute into its field's slot; false when a
 // value equals IgnoreType.
-bool collectAttribute(Request& rq, const RenderContext& context,
-                      const char* attribute, berval** values,
+bool collectAttribute(Request& rq, const AttributeUse& use, berval** values,
                       std::vector<EntrySlot>& slots) {
   const std::string& ignore = rq.settings.IgnoreType;
+  const bool wanted = use.field >= 0 || use.mapRole >= 0;
   const berval* last = nullptr;
   const berval* lastDisplayable = nullptr;
   for (berval** value = values; *value != nullptr; ++value) {
     if (!ignore.empty() && equalsIgnoringCase(*value, ignore)) {
       // The map has already seen the values before this one.
-      offerToMap(rq, attribute, lastDisplayable);
+      offerToMap(rq, use, lastDisplayable);
       return false;
     }
-    if (isDisplayableValue((*value)->bv_val, (*value)->bv_len) == 0) {
+    if (wanted && isDisplayableValue((*value)->bv_val, (*value)->bv_len) == 0) {
       lastDisplayable = *value;
     }
     last = *value;
@@ -74,32 +113,40 @@ bool collectAttribute(Request& rq, const RenderContext& context,
   if (last == nullptr) {
     return true;
   }
-  int field = fieldFor(rq.settings, context, attribute);
-  if (field >= 0) {
+  if (use.field >= 0) {
     // The last value wins; an undisplayable one after a displayable one
     // replaces the text but leaves the flag set.
-    EntrySlot& slot = slots[field];
+    EntrySlot& slot = slots[use.field];
     slot.text.assign(last->bv_val, last->bv_len);
     if (lastDisplayable != nullptr) slot.hasValue = true;
-    if (strcasecmp(attribute, "mail") == 0) slot.isMail = true;
+    if (use.isMail) slot.isMail = true;
   }
-  offerToMap(rq, attribute, lastDisplayable);
+  offerToMap(rq, use, lastDisplayable);
   return true;
 }
 
 // False when the entry is to be hidden because of IgnoreType.
 bool collectEntry(Request& rq, const RenderContext& context, LDAP* ld,
                   LDAPMessage* entry, std::vector<EntrySlot>& slots) {
+  // Without IgnoreType the values of an attribute no field and no map role
+  // uses are never looked at, so they are not even read.
+  const bool readAll = !rq.settings.IgnoreType.empty();
+  context.nextUse = 0;
+  AttributeUse spare;
   BerElement* rawBer = nullptr;
   AttributePtr attribute(ldap_first_attribute(ld, entry, &rawBer));
   BerPtr ber(rawBer);
   for (; attribute != nullptr;
        attribute.reset(ldap_next_attribute(ld, entry, ber.get()))) {
+    const AttributeUse& use = useOf(rq, context, attribute.get(), spare);
+    if (!readAll && use.field < 0 && use.mapRole < 0) {
+      continue;
+    }
     ValuesPtr values(ldap_get_values_len(ld, entry, attribute.get()));
     if (values == nullptr) {
       continue;
     }
-    if (!collectAttribute(rq, context, attribute.get(), values.get(), slots)) {
+    if (!collectAttribute(rq, use, values.get(), slots)) {
       return false;
     }
   }
@@ -121,6 +168,7 @@ RenderContext makeRenderContext(const DomainSettings& settings,
   context.mode = mode;
   if (mode == RenderMode::List) {
     context.baseUrl = ServerUrl(settings).getUrl();
+    context.selfLinkStem = selfLinkStem(context.baseUrl, settings);
   }
   for (std::size_t i = 0; i < settings.field.size(); ++i) {
     const std::string& attribute = settings.field[i].attribute;
@@ -147,14 +195,22 @@ int renderEntry(Request& rq, const RenderContext& context, LDAP* ld,
     return 0;
   }
   DnPtr dn(ldap_get_dn(ld, message));
-  std::vector<EntrySlot> slots(settings.field.size());
+  // The slots of the previous entry, emptied: their texts keep their room.
+  std::vector<EntrySlot>& slots = context.slots;
+  slots.resize(settings.field.size());
+  for (EntrySlot& slot : slots) {
+    slot.text.clear();
+    slot.hasValue = false;
+    slot.isMail = false;
+  }
   if (!collectEntry(rq, context, ld, message, slots)) {
     return -1;
   }
   if (slots.empty() || slots[0].text.empty()) {
     return 0;
   }
-  const std::string dnText = dn != nullptr ? dn.get() : "";
+  std::string& dnText = context.dn;
+  dnText.assign(dn != nullptr ? dn.get() : "");
   switch (context.mode) {
     case RenderMode::List:
       writeListRow(rq, context, slots, dnText);

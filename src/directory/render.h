@@ -19,17 +19,35 @@ struct EntrySlot {
   bool isMail = false;    // the value came from the attribute "mail"
 };
 
+// How the entries of one search use an attribute name, worked out the first
+// time the server returns the name.
+struct AttributeUse {
+  std::string name;     // exactly as the server returned it
+  int field = -1;       // first field collected for it in this mode, or -1
+  int mapRole = -1;     // address role (mapRoleOf), or -1
+  bool isMail = false;  // the name is "mail", ignoring case
+};
+
 // What stays the same for every message of one search, worked out once so
 // that long result lists cost the same per entry.
 struct RenderContext {
   RenderMode mode = RenderMode::List;
   std::string baseUrl;                  // of the self links in list rows
+  std::string selfLinkStem;             // selfLinkStem(baseUrl, settings)
   std::vector<std::size_t> candidates;  // fields collected in this mode
   // Per field: the first UrlAttribute, ImgAttribute and WtaiAttribute row
   // of its attribute, or -1.
   std::vector<int> urlRow;
   std::vector<int> imgRow;
   std::vector<int> wtaiRow;
+
+  // Filled while the entries are rendered: the names seen so far (servers
+  // send the same names in the same order for every entry, so the next
+  // name is tried first), and buffers reused from entry to entry.
+  mutable std::vector<AttributeUse> uses;
+  mutable std::size_t nextUse = 0;
+  mutable std::vector<EntrySlot> slots;
+  mutable std::string dn;
 };
 
 RenderContext makeRenderContext(const DomainSettings& settings,

@@ -1,5 +1,7 @@
 #include "directory/render_text.h"
 
+#include <sstream>
+
 #include "config/constants.h"
 #include "directory/values.h"
 
@@ -46,18 +48,29 @@ std::size_t firstListColumn(const DomainSettings& settings) {
   return count < 0 ? 0 : static_cast<std::size_t>(count) + 1;
 }
 
+std::string selfLinkStem(const std::string& baseUrl,
+                         const DomainSettings& settings) {
+  std::string stem = "<a href=\"" + baseUrl + "/" + settings.CgiBinPath;
+  stem += kScriptName;
+  stem += '?';
+  return stem;
+}
+
+void writeSelfLinkOpening(std::ostream& out, const std::string& stem,
+                          const char* action, const std::string& encodedKey,
+                          const std::string& domain) {
+  out << stem << action << '=' << encodedKey << "&kestreldomain=" << domain
+      << "\">";
+}
+
 std::string selfLinkOpening(const std::string& baseUrl,
                             const DomainSettings& settings,
                             const char* action, const std::string& key,
                             const std::string& domain) {
-  std::string link = "<a href=\"" + baseUrl + "/" + settings.CgiBinPath;
-  link += kScriptName;
-  link += '?';
-  link += action;
-  link += '=';
-  link += urlEncode(key);
-  link += "&kestreldomain=" + domain + "\">";
-  return link;
+  std::ostringstream link;
+  writeSelfLinkOpening(link, selfLinkStem(baseUrl, settings), action,
+                       urlEncode(key), domain);
+  return link.str();
 }
 
 void writeAttributeLink(std::ostream& out, const std::vector<EntrySlot>& slots,

@@ -30,6 +30,16 @@ std::string selfLinkOpening(const std::string& baseUrl,
                             const char* action, const std::string& key,
                             const std::string& domain);
 
+// The start of every self link of a search: "<a href=\"" base "/"
+// CgiBinPath "kestrel.cgi?".
+std::string selfLinkStem(const std::string& baseUrl,
+                         const DomainSettings& settings);
+
+// selfLinkOpening from its stem and a key already URL-encoded.
+void writeSelfLinkOpening(std::ostream& out, const std::string& stem,
+                          const char* action, const std::string& encodedKey,
+                          const std::string& domain);
+
 // Anchor opening of a link value, with the definition's link text; the
 // caller closes it with "</a>".
 void writeAttributeLink(std::ostream& out, const std::vector<EntrySlot>& slots,

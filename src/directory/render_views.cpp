@@ -4,12 +4,21 @@
 
 #include "directory/map_link.h"
 #include "directory/render_text.h"
+#include "directory/values.h"
 #include "web/page.h"
 
 namespace kestrel {
 namespace {
 
 enum class Page { Extra, Minimal, Wml, Text };
+
+// One element object per kind for every row: rendering a content-less td or
+// tr still toggles the library's open/closed state, as a new object would.
+const cgicc::tr kRow;
+const cgicc::td kCell;
+const cgicc::td kNoneCell("<i>none</i>");
+const cgicc::br kBreak;
+const cgicc::hr kRule;
 
 Page pageOf(const std::string& pageType) {
   if (isHtmlExtra(pageType)) return Page::Extra;
@@ -19,13 +28,13 @@ Page pageOf(const std::string& pageType) {
 }
 
 void openCell(std::ostream& out, Page page) {
-  if (page == Page::Extra) out << cgicc::td();
-  if (page == Page::Minimal) out << cgicc::br();
+  if (page == Page::Extra) out << kCell;
+  if (page == Page::Minimal) out << kBreak;
   if (page == Page::Wml) out << "<p>";
 }
 
 void closeCell(std::ostream& out, Page page) {
-  if (page == Page::Extra) out << cgicc::td();
+  if (page == Page::Extra) out << kCell;
   if (page == Page::Wml) out << "</p>";
 }
 
@@ -52,8 +61,8 @@ void writeListCell(Request& rq, const RenderContext& context, Page page,
   std::ostream& out = rq.out;
   const EntrySlot& slot = slots[field];
   if (!slot.hasValue) {
-    if (page == Page::Extra) out << cgicc::td("<i>none</i>");
-    if (page == Page::Minimal) out << cgicc::br() << "<i>none</i>";
+    if (page == Page::Extra) out << kNoneCell;
+    if (page == Page::Minimal) out << kBreak << "<i>none</i>";
     if (page == Page::Wml) out << "<p><i>none</i></p>";
     return;
   }
@@ -69,7 +78,7 @@ void writeListCell(Request& rq, const RenderContext& context, Page page,
 // Modify and Delete links: a cell of their own only under HtmlExtra.
 void openActionCell(std::ostream& out, Page page) {
   if (page == Page::Extra) {
-    out << cgicc::td();
+    out << kCell;
   } else {
     out << "<br/>\n";
   }
@@ -79,40 +88,45 @@ void writeEntryLinks(Request& rq, const RenderContext& context, Page page,
                      const std::string& key, const std::string& dn) {
   const DomainSettings& settings = rq.settings;
   std::ostream& out = rq.out;
+  const std::string& stem = context.selfLinkStem;
+  std::string encodedKey;
+  if (settings.DisplayFullInfoLink || settings.DisplayVcard ||
+      (settings.UpdateModify && page != Page::Wml)) {
+    encodedKey = urlEncode(key);
+  }
   if (settings.DisplayFullInfoLink) {
     openCell(out, page);
-    out << selfLinkOpening(context.baseUrl, settings, "info", key, rq.domain)
-        << "Display</a>";
+    writeSelfLinkOpening(out, stem, "info", encodedKey, rq.domain);
+    out << "Display</a>";
     closeCell(out, page);
   }
   if (settings.UpdateModify && page != Page::Wml) {
     openActionCell(out, page);
-    out << selfLinkOpening(context.baseUrl, settings, "createupdateform", key,
-                           rq.domain)
-        << "<font color=\"#ff0000\">Modify</font></a>";
-    if (page == Page::Extra) out << cgicc::td();
+    writeSelfLinkOpening(out, stem, "createupdateform", encodedKey, rq.domain);
+    out << "<font color=\"#ff0000\">Modify</font></a>";
+    if (page == Page::Extra) out << kCell;
   }
   if (settings.DeleteEntry && page != Page::Wml) {
     openActionCell(out, page);
     // Upper-case closing tag: meant.
-    out << selfLinkOpening(context.baseUrl, settings, "createdeleteform", dn,
-                           rq.domain)
-        << "<font color=\"#ffff66\"><B>Delete</B></font></A>";
-    if (page == Page::Extra) out << cgicc::td();
+    writeSelfLinkOpening(out, stem, "createdeleteform", urlEncode(dn),
+                         rq.domain);
+    out << "<font color=\"#ffff66\"><B>Delete</B></font></A>";
+    if (page == Page::Extra) out << kCell;
   }
   if (settings.DisplayMapURL) {
-    if (page == Page::Extra) out << cgicc::td();
+    if (page == Page::Extra) out << kCell;
     if (std::optional<std::string> url = buildMapUrl(rq.map)) {
       out << "<a href=\"" << *url << "\">" << rq.map.linkText << "</a>";
     } else {
       out << "<br>";
     }
-    if (page == Page::Extra) out << cgicc::td();
+    if (page == Page::Extra) out << kCell;
   }
   if (settings.DisplayVcard) {
     openCell(out, page);
-    out << selfLinkOpening(context.baseUrl, settings, "vcard", key, rq.domain)
-        << "<font color=\"#009900\">VCard</font></a>";
+    writeSelfLinkOpening(out, stem, "vcard", encodedKey, rq.domain);
+    out << "<font color=\"#009900\">VCard</font></a>";
     closeCell(out, page);
   }
 }
@@ -124,21 +138,21 @@ void writeListRow(Request& rq, const RenderContext& context,
   const DomainSettings& settings = rq.settings;
   std::ostream& out = rq.out;
   const Page page = pageOf(settings.PageType);
-  if (page == Page::Extra) out << cgicc::tr() << cgicc::td();
+  if (page == Page::Extra) out << kRow << kCell;
   if (settings.AllowURLAccess) {
     out << "<a href=\"ldap://" << settings.LdapServer << "/" << dn << "\">";
   }
   out << entryName(settings, slots, RenderMode::List);
   if (settings.AllowURLAccess) out << "</a>";
-  if (page == Page::Extra) out << cgicc::td();
+  if (page == Page::Extra) out << kCell;
   for (std::size_t f = firstListColumn(settings); f < slots.size(); ++f) {
     if (settings.field[f].showInList) {
       writeListCell(rq, context, page, slots, f);
     }
   }
   writeEntryLinks(rq, context, page, slots[0].text, dn);
-  if (page == Page::Extra) out << cgicc::tr() << '\n';
-  if (page == Page::Minimal) out << cgicc::br() << cgicc::hr() << '\n';
+  if (page == Page::Extra) out << kRow << '\n';
+  if (page == Page::Minimal) out << kBreak << kRule << '\n';
 }
 
 void writeInfoPage(Request& rq, const RenderContext& context,
