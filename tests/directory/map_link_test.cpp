@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "directory/table_rows.h"
+
 namespace kestrel {
 namespace {
 
@@ -21,53 +23,17 @@ MapLinkSettings springfield(const std::string& service) {
   return map;
 }
 
-TEST(MapUrl, EachKnownServiceGetsItsOwnQuery) {
-  const std::string mapQuest =
-      "maps/map.adp?searchtype=address&address=1+Main+St&city=Springfield&"
-      "state=IL&zipcode=62701";
-  const std::string yahoo =
-      "maps_result?addr=1+Main+St&csz=Springfield%2C+IL%2C+62701";
-  const std::string google =
-      "lochp?hl=en&tab=wl&q=1+Main+St%20Springfield%20IL%2062701";
-  struct Row {
-    std::string service, query;
-  } rows[] = {
-      {"www.mapquest.com/", mapQuest}, {"mapquest.com/", mapQuest},
-      {"maps.yahoo.com/", yahoo},      {"maps.google.com/", google},
-      {"local.google.com/", google},   {"www.google.com/", google},
-      {"maps.example.net/", ""},       {"www.mapquest.com", ""},
-      {"MAPS.GOOGLE.COM/", ""},
-  };
-  for (const Row& r : rows) {
-    EXPECT_EQ(buildMapUrl(springfield(r.service)), r.service + r.query)
-        << "service: " << r.service;
+TEST(MapUrl, EachKnownServiceGetsItsOwnQueryWithTheCountryPlaced) {
+  for (const auto& row : test::tableRows("directory/map-url.tsv")) {
+    MapLinkSettings map = springfield(row[0]);
+    if (!row[1].empty()) collectMapValue(map, "c", row[1]);
+    EXPECT_EQ(buildMapUrl(map), row[2]) << "service: " << row[0] << " country: " << row[1];
   }
   MapLinkSettings prefixed = springfield("maps.example.net/");
   prefixed.addHttpScheme = true;
   EXPECT_EQ(buildMapUrl(prefixed), "http://maps.example.net/");
   EXPECT_EQ(mapServiceAnchor(prefixed),
             "<a href=\"http://maps.example.net/\">Map</a>");
-}
-
-TEST(MapUrl, CountryIsEncodedAndPlacedPerService) {
-  struct Row {
-    std::string service, url;
-  } rows[] = {
-      {"www.mapquest.com/",
-       "www.mapquest.com/maps/map.adp?searchtype=address&country=U+S&address="
-       "1+Main+St&city=Springfield&state=IL&zipcode=62701"},
-      {"maps.yahoo.com/",
-       "maps.yahoo.com/maps_result?addr=1+Main+St&csz=Springfield%2C+IL%2C+"
-       "62701&country=U+S"},
-      {"www.google.com/",
-       "www.google.com/lochp?hl=en&tab=wl&q=1+Main+St%20Springfield%20IL%20"
-       "62701%20U+S"},
-  };
-  for (const Row& r : rows) {
-    MapLinkSettings map = springfield(r.service);
-    collectMapValue(map, "c", "U S");
-    EXPECT_EQ(buildMapUrl(map), r.url) << "service: " << r.service;
-  }
 }
 
 TEST(MapUrl, BuiltOnlyWithStateAndCityAttributeOrWithPostalCode) {
@@ -81,8 +47,7 @@ TEST(MapUrl, BuiltOnlyWithStateAndCityAttributeOrWithPostalCode) {
   EXPECT_EQ(buildMapUrl(map), std::nullopt) << "street and city only";
 
   collectMapValue(map, "st", "IL");
-  EXPECT_EQ(buildMapUrl(map), "maps.yahoo.com/maps_result?addr=&csz="
-                              "Springfield%2C+IL");
+  EXPECT_EQ(buildMapUrl(map), "maps.yahoo.com/maps_result?addr=&csz=Springfield%2C+IL");
   // The city attribute's name counts, not the collected city.
   map.cityAttribute.clear();
   EXPECT_EQ(buildMapUrl(map), std::nullopt) << "no city attribute";

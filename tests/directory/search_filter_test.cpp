@@ -62,21 +62,9 @@ TEST(SearchFilter, OptionChoosesTheFirstRowWithThatSelector) {
                     row("cn", "Exact", false, true),
                     row("mail", "Surname", true, true),
                     row("uid", "", false, false)};
-  struct Row {
-    const char* option;
-    std::string filter;
-    std::size_t cursor;  // rows passed by the walk
-  } rows[] = {
-      {"Exact", "cn=smith*", 3},
-      {"Surname", "sn=smith", 2},
-      {"", "uid=smith", 5},
-      {"surname", "", 5},  // case-sensitive: no row, no term
-  };
-  for (const Row& r : rows) {
-    const std::string option = r.option;
-    EXPECT_EQ(buildSearchFilter(settings, &option, "smith"), r.filter)
-        << "option: " << r.option;
-    EXPECT_EQ(settings.fieldCursor, r.cursor) << "option: " << r.option;
+  for (const auto& r : test::tableRows("directory/filter-selector.tsv")) {
+    EXPECT_EQ(buildSearchFilter(settings, &r.at(0), "smith"), r.at(1)) << "option: " << r[0];
+    EXPECT_EQ(settings.fieldCursor, std::stoul(r.at(2))) << "option: " << r[0];
   }
 }
 

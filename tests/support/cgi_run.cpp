@@ -14,6 +14,8 @@
 #include <cstring>
 #include <thread>
 
+#include <cgicc/CgiUtils.h>
+
 #include "support/temp_dir.h"
 
 namespace kestrel::test {
@@ -120,6 +122,14 @@ CgiRun multipartRequest(
   body += "--" + boundary + "--\r\n";
   return postRequest(config, body,
                      "multipart/form-data; boundary=" + boundary);
+}
+
+std::string formBody(const std::vector<std::pair<std::string, std::string>>& fields) {
+  std::string body;
+  for (const auto& [name, value] : fields)
+    body += (body.empty() ? "" : "&") + cgicc::form_urlencode(name) + "=" +
+            cgicc::form_urlencode(value);
+  return body;
 }
 
 CgiResult runCgi(const CgiRun& run) {

@@ -47,6 +47,9 @@ CgiRun multipartRequest(
     const std::string& config,
     const std::vector<std::pair<std::string, std::string>>& fields);
 
+// "name=value&..." with both sides URL-encoded, as a browser posts a form.
+std::string formBody(const std::vector<std::pair<std::string, std::string>>& fields);
+
 CgiResult runCgi(const CgiRun& run);
 
 }  // namespace kestrel::test
