@@ -6,6 +6,7 @@
 #include <cgicc/Cgicc.h>
 
 #include "config/reader.h"
+
 #include "fuzz_support.h"
 
 namespace {
@@ -27,7 +28,8 @@ class ViewChecker : public kestrel::ConfigObserver {
 
  private:
   static bool inside(std::string_view outer, std::string_view part) {
-    if (part.empty()) return true;
+    if (part.empty())
+      return true;
     return part.data() >= outer.data() &&
            part.data() + part.size() <= outer.data() + outer.size();
   }

@@ -3,8 +3,6 @@
 // fuzzer with the broken expectation.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 #include <cgicc/CgiInput.h>
@@ -24,8 +23,8 @@ namespace kestrel::fuzz {
 inline std::string_view takeLine(std::string_view& rest) {
   std::size_t end = rest.find('\n');
   std::string_view line = rest.substr(0, end);
-  rest = end == std::string_view::npos ? std::string_view()
-                                       : rest.substr(end + 1);
+  rest =
+      end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
   return line;
 }
 
@@ -34,13 +33,13 @@ inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
 }
 
 // An expectation of the target itself; a failure is a finding.
-#define FUZZ_CHECK(condition)                                             \
-  do {                                                                    \
-    if (!(condition)) {                                                   \
+#define FUZZ_CHECK(condition)                                               \
+  do {                                                                      \
+    if (!(condition)) {                                                     \
       std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, \
-                   #condition);                                           \
-      std::abort();                                                       \
-    }                                                                     \
+                   #condition);                                             \
+      std::abort();                                                         \
+    }                                                                       \
   } while (false)
 
 // CGI variables and a body, handed to cgicc instead of the process's own.
@@ -50,17 +49,20 @@ using MemoryInput = kestrel::test::FormInput;
 class ScratchFile {
  public:
   ScratchFile() {
-    // Memory-backed: a disk file truncated per input would be flushed each time.
+    // Memory-backed: a disk file truncated per input would be flushed each
+    // time.
     char name[] = "/dev/shm/kestrel-fuzz-XXXXXX";
     int fd = mkstemp(name);
-    if (fd < 0) std::abort();
+    if (fd < 0)
+      std::abort();
     close(fd);
     path_ = name;
   }
   ~ScratchFile() { unlink(path_.c_str()); }
   void write(std::string_view content) const {
     std::FILE* file = std::fopen(path_.c_str(), "wb");
-    if (file == nullptr) std::abort();
+    if (file == nullptr)
+      std::abort();
     std::fwrite(content.data(), 1, content.size(), file);
     std::fclose(file);
   }

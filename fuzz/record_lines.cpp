@@ -7,9 +7,10 @@
 
 #include "config/reader.h"
 #include "directory/vcard.h"
-#include "fuzz_support.h"
 #include "update/add_names.h"
 #include "update/trigger_data.h"
+
+#include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
@@ -18,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   std::string block = "START:d\n";
   while (!rest.empty()) {
     std::string_view line = takeLine(rest);
-    if (line == "=====") break;
+    if (line == "=====")
+      break;
     block.append(line).append("\n");
   }
   kestrel::DomainSettings settings;
@@ -49,15 +51,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   }
   const std::string header = kestrel::triggerHeaderLine(settings);
   FUZZ_CHECK(!header.empty() && header.back() == '\n');
-  FUZZ_CHECK(static_cast<std::size_t>(
-                 std::count(header.begin(), header.end(), ',')) >=
-             triggerFields);
+  FUZZ_CHECK(static_cast<std::size_t>(std::count(header.begin(), header.end(),
+                                                 ',')) >= triggerFields);
   const std::string line = kestrel::triggerDataLine(settings, triggerSlots);
   FUZZ_CHECK(!line.empty() && line.back() == '\n');
 
   const std::string card = kestrel::vcardText(settings, entrySlots);
-  FUZZ_CHECK(card.rfind("begin:vcard\norg:" + settings.VcardOrgName + "\n",
-                        0) == 0);
+  FUZZ_CHECK(
+      card.rfind("begin:vcard\norg:" + settings.VcardOrgName + "\n", 0) == 0);
   const std::string end = "\nend:vcard\n";
   FUZZ_CHECK(card.size() >= end.size() &&
              card.compare(card.size() - end.size(), end.size(), end) == 0);
@@ -67,6 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   if (!settings.SearchBase.empty()) {
     FUZZ_CHECK(dn.size() > settings.SearchBase.size());
   }
-  if (settings.DefineAddCn.empty()) FUZZ_CHECK(commonName.empty());
+  if (settings.DefineAddCn.empty())
+    FUZZ_CHECK(commonName.empty());
   return 0;
 }

@@ -5,6 +5,7 @@
 
 #include "config/reader.h"
 #include "directory/search_request.h"
+
 #include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
@@ -28,8 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     FUZZ_CHECK(filter && filter->empty());
     return 0;
   }
-  const bool blanksOnly =
-      !searchText.empty() && searchText.find_first_not_of(' ') == std::string::npos;
+  const bool blanksOnly = !searchText.empty() && searchText.find_first_not_of(
+                                                     ' ') == std::string::npos;
   bool matched = false;
   for (const kestrel::FieldDefinition& row : settings.field) {
     matched = matched || row.selectorText == selected;

@@ -2,8 +2,9 @@
 #include <cctype>
 
 #include "directory/values.h"
-#include "fuzz_support.h"
 #include "web/url_decode.h"
+
+#include "fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {

@@ -6,15 +6,15 @@
 //   the payload: the body of a POST or PUT, else the query string.
 // Every domain's directory is a closed port on 127.0.0.1, so the actions
 // that connect fail at once and nothing can be written anywhere.
-#include <strings.h>
-
 #include <optional>
 #include <sstream>
+#include <strings.h>
 
 #include <cgicc/Cgicc.h>
 
-#include "fuzz_support.h"
 #include "web/dispatch.h"
+
+#include "fuzz_support.h"
 
 namespace {
 
@@ -23,7 +23,8 @@ namespace {
 bool announcesOversizedBody(const std::map<std::string, std::string>& env) {
   auto method = env.find("REQUEST_METHOD");
   auto length = env.find("CONTENT_LENGTH");
-  if (method == env.end() || length == env.end()) return false;
+  if (method == env.end() || length == env.end())
+    return false;
   if (strcasecmp(method->second.c_str(), "post") != 0 &&
       strcasecmp(method->second.c_str(), "put") != 0) {
     return false;
@@ -46,21 +47,26 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
 
   std::string_view rest = kestrel::fuzz::asText(data, size);
   std::map<std::string, std::string> env = {
-      {"GATEWAY_INTERFACE", "CGI/1.1"}, {"SERVER_NAME", "localhost"},
-      {"SERVER_PORT", "80"},            {"REQUEST_METHOD", "GET"},
+      {"GATEWAY_INTERFACE", "CGI/1.1"},
+      {"SERVER_NAME", "localhost"},
+      {"SERVER_PORT", "80"},
+      {"REQUEST_METHOD", "GET"},
       {"SCRIPT_NAME", "/cgi-bin/kestrel.cgi"}};
   while (!rest.empty()) {
     std::string_view line = takeLine(rest);
-    if (line.empty()) break;
+    if (line.empty())
+      break;
     std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos) continue;
+    if (equals == std::string_view::npos)
+      continue;
     env[std::string(line.substr(0, equals))] =
         std::string(line.substr(equals + 1));
   }
   std::string config;
   while (!rest.empty()) {
     std::string_view line = takeLine(rest);
-    if (line == "=====") break;
+    if (line == "=====")
+      break;
     config.append(line).append("\n");
   }
   const std::string payload(rest);
@@ -80,7 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
       // As in production: a broken request is one without a form.
     }
   }
-  if (!cgi) cgi.emplace(&nothing);
+  if (!cgi)
+    cgi.emplace(&nothing);
 
   // A search text of blanks only ends the run abnormally, as it must.
   std::string search;

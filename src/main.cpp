@@ -1,3 +1,5 @@
 #include "web/dispatch.h"
 
-int main(int argc, char** argv) { return kestrel::dispatchRequest(argc, argv); }
+int main(int argc, char** argv) {
+  return kestrel::dispatchRequest(argc, argv);
+}

@@ -7,10 +7,11 @@
 #include <optional>
 #include <sstream>
 
-#include "admin/text_util.h"
 #include "config/constants.h"
 #include "config/reader.h"
 #include "directory/map_link.h"
+
+#include "admin/text_util.h"
 
 namespace kestrel::admin {
 namespace {
@@ -38,7 +39,8 @@ class Recorder : public ConfigObserver {
  public:
   explicit Recorder(bool onlyInBlock) : onlyInBlock_(onlyInBlock) {}
   void line(const ConfigLine& l) override {
-    if (onlyInBlock_ && !l.inBlock) return;
+    if (onlyInBlock_ && !l.inBlock)
+      return;
     LineCopy& copy = lines.emplace_back();
     copy.number = l.number;
     copy.kind = l.kind;
@@ -65,7 +67,8 @@ struct DomainRead {
 
 const DirectiveShape* findShape(std::string_view name) {
   for (const DirectiveShape& shape : directiveShapes())
-    if (shape.name == name) return &shape;
+    if (shape.name == name)
+      return &shape;
   return nullptr;
 }
 
@@ -85,14 +88,17 @@ std::string closestName(std::string_view key) {
     }
   };
   for (const DirectiveShape& shape : directiveShapes()) consider(shape.name);
-  for (std::string_view name : {kStartKey, kProgramKey, kVersionKey}) consider(name);
+  for (std::string_view name : {kStartKey, kProgramKey, kVersionKey})
+    consider(name);
   std::size_t allowed = std::max<std::size_t>(2, key.size() / 3);
   return bestDistance <= allowed ? best : std::string();
 }
 
 bool isIntegerText(std::string_view text) {
-  if (!text.empty() && (text[0] == '-' || text[0] == '+')) text.remove_prefix(1);
-  if (text.empty()) return false;
+  if (!text.empty() && (text[0] == '-' || text[0] == '+'))
+    text.remove_prefix(1);
+  if (text.empty())
+    return false;
   return std::all_of(text.begin(), text.end(), [](char c) {
     return std::isdigit(static_cast<unsigned char>(c)) != 0;
   });
@@ -109,7 +115,8 @@ bool isKnownMapService(const std::string& service) {
 }
 
 std::string ordinalValue(const DirectiveShape& shape, std::size_t i) {
-  if (shape.segments.size() == 1) return "the value of " + std::string(shape.name);
+  if (shape.segments.size() == 1)
+    return "the value of " + std::string(shape.name);
   return "value " + std::to_string(i + 1) + " of " + std::string(shape.name);
 }
 
@@ -137,7 +144,8 @@ class Checker {
 };
 
 void Checker::checkLine(const LineCopy& line) {
-  if (line.kind != ConfigLine::Kind::Keyed) return;
+  if (line.kind != ConfigLine::Kind::Keyed)
+    return;
   const std::size_t n = line.number;
   if (line.text.find('\r') != std::string::npos) {
     add(n, Severity::Error, "",
@@ -159,8 +167,9 @@ void Checker::checkLine(const LineCopy& line) {
       std::string near = closestName(bare);
       add(n, Severity::Error, "",
           "unknown key " + quoted(key) + ": the line is ignored",
-          near.empty() ? "remove the line or correct the key"
-                       : "did you mean \"" + near + "\"? write \"" + near + ":\"");
+          near.empty()
+              ? "remove the line or correct the key"
+              : "did you mean \"" + near + "\"? write \"" + near + ":\"");
     }
     return;
   }
@@ -171,9 +180,11 @@ void Checker::checkLine(const LineCopy& line) {
   const DirectiveShape* shape = findShape(key);
   if (shape == nullptr) {
     std::string near = closestName(key);
-    add(n, Severity::Error, "", "unknown key " + quoted(key) + ": the line is ignored",
-        near.empty() ? "remove the line or correct the key (keys are case-sensitive)"
-                     : "did you mean \"" + near + "\"? write \"" + near + ":\"");
+    add(n, Severity::Error, "",
+        "unknown key " + quoted(key) + ": the line is ignored",
+        near.empty()
+            ? "remove the line or correct the key (keys are case-sensitive)"
+            : "did you mean \"" + near + "\"? write \"" + near + ":\"");
     return;
   }
   auto found = inBlock_.find(n);
@@ -187,7 +198,8 @@ void Checker::checkLine(const LineCopy& line) {
 }
 
 void Checker::checkKeyword(const LineCopy& line, std::string_view key) {
-  if (line.segments.empty()) return;
+  if (line.segments.empty())
+    return;
   std::string_view value = dropCr(line.segments[0]);
   if (key == kStartKey) {
     if (value.empty()) {
@@ -221,13 +233,15 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
   if (available < needed) {
     std::string wrapped;
     for (std::size_t i = available; i < values.size(); ++i) {
-      if (!wrapped.empty()) wrapped += ", ";
+      if (!wrapped.empty())
+        wrapped += ", ";
       wrapped += quoted(values[i]);
     }
     add(n, Severity::Error, "",
         name + " reads " + std::to_string(needed) + " value" +
             (needed == 1 ? "" : "s") + " but the line has " +
-            std::to_string(available) + "; reading starts again at the key, so " +
+            std::to_string(available) +
+            "; reading starts again at the key, so " +
             (available + 1 == needed
                  ? "value " + std::to_string(needed) + " is "
                  : "values " + std::to_string(available + 1) + " to " +
@@ -257,8 +271,8 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
           fix);
     } else if (!restEmpty) {
       add(n, Severity::Warning, "",
-          name + " reads " + std::to_string(needed) + " values; the rest of the line, " +
-              quoted(rest) + ", is ignored",
+          name + " reads " + std::to_string(needed) +
+              " values; the rest of the line, " + quoted(rest) + ", is ignored",
           "remove the extra values, or the \":\" inside a value");
     }
   }
@@ -279,8 +293,8 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
         std::string_view bare = trimBlanks(value);
         if (!bare.empty() && !isIntegerText(bare)) {
           add(n, Severity::Error, "",
-              ordinalValue(shape, i) + " is " + quoted(value) + ", read as the number " +
-                  std::to_string(numberValue(value)),
+              ordinalValue(shape, i) + " is " + quoted(value) +
+                  ", read as the number " + std::to_string(numberValue(value)),
               "write digits only");
         }
         break;
@@ -300,7 +314,8 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
           std::end(kPageTypes)) {
     std::string near;
     for (std::string_view kind : kPageTypes)
-      if (editDistance(values[0], kind) <= 3) near = std::string(kind);
+      if (editDistance(values[0], kind) <= 3)
+        near = std::string(kind);
     add(n, Severity::Error, "",
         "page type " + quoted(values[0]) +
             " is none of HtmlExtra, HtmlMinimal, WmlMinimal and Text: pages "
@@ -308,7 +323,8 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
         near.empty() ? "write HtmlExtra, HtmlMinimal, WmlMinimal or Text"
                      : "did you mean \"PageType:" + near + "\"?");
   }
-  if (name == "DisplayMapURL" && written >= 3 && !isKnownMapService(values[2])) {
+  if (name == "DisplayMapURL" && written >= 3 &&
+      !isKnownMapService(values[2])) {
     add(n, Severity::Warning, "",
         "map service " + quoted(values[2]) +
             " is not one the program asks for an address: the link goes to it "
@@ -323,7 +339,8 @@ void Checker::checkDomain(const DomainRead& d) {
   auto linesOf = [&](std::string_view directive) {
     std::vector<std::size_t> numbers;
     for (const LineCopy* line : d.blockLines)
-      if (line->directive == directive) numbers.push_back(line->number);
+      if (line->directive == directive)
+        numbers.push_back(line->number);
     return numbers;
   };
   std::size_t startLine = 0;
@@ -348,22 +365,25 @@ void Checker::checkDomain(const DomainRead& d) {
   if (joined > 0 && static_cast<std::size_t>(joined) > s.field.size()) {
     add(lastOr(linesOf("InfoDisplayNumberOfConcatenationAttributes")),
         Severity::Error, d.name,
-        "InfoDisplayNumberOfConcatenationAttributes is " + std::to_string(joined) +
-            " but the domain has " + std::to_string(s.field.size()) + " field" +
+        "InfoDisplayNumberOfConcatenationAttributes is " +
+            std::to_string(joined) + " but the domain has " +
+            std::to_string(s.field.size()) + " field" +
             (s.field.size() == 1 ? "" : "s"),
         "write at most " + std::to_string(s.field.size()));
   }
 
   auto hasLabel = [&](const std::string& name) {
-    return std::any_of(s.AddAttribute.begin(), s.AddAttribute.end(),
-                       [&](const AddAttributeDefinition& row) { return row.label == name; });
+    return std::any_of(
+        s.AddAttribute.begin(), s.AddAttribute.end(),
+        [&](const AddAttributeDefinition& row) { return row.label == name; });
   };
   std::string labels;
   for (const AddAttributeDefinition& row : s.AddAttribute)
     labels += (labels.empty() ? "" : ", ") + row.label;
   std::string labelFix =
-      labels.empty() ? "add an AddAttribute line whose second value is that name"
-                     : "use one of the AddAttribute labels: " + labels;
+      labels.empty()
+          ? "add an AddAttribute line whose second value is that name"
+          : "use one of the AddAttribute labels: " + labels;
   std::vector<std::size_t> cnLines = linesOf("DefineAddCn");
   for (std::size_t i = 0; i < s.DefineAddCn.size() && i < cnLines.size(); ++i) {
     if (!hasLabel(s.DefineAddCn[i]))
@@ -375,19 +395,22 @@ void Checker::checkDomain(const DomainRead& d) {
   std::vector<std::size_t> dnLines = linesOf("DefineAddDn");
   for (std::size_t i = 0; i < s.DefineAddDn.size() && i < dnLines.size(); ++i) {
     const std::string& part = s.DefineAddDn[i];
-    if ((part == "cn" && !s.DefineAddCn.empty()) || hasLabel(part)) continue;
+    if ((part == "cn" && !s.DefineAddCn.empty()) || hasLabel(part))
+      continue;
     add(dnLines[i], Severity::Error, d.name,
         "DefineAddDn names " + quoted(part) +
             ", which no AddAttribute line provides: the new DN gets an empty value",
-        part == "cn" ? "add DefineAddCn lines, or an AddAttribute line labelled cn"
-                     : labelFix);
+        part == "cn"
+            ? "add DefineAddCn lines, or an AddAttribute line labelled cn"
+            : labelFix);
   }
 
   if (s.BindDn.empty()) {
     if (s.UpdateModify && !s.UpdateDnInput) {
       std::vector<std::size_t> on = linesOf("UpdateModify");
       add(lastOr(on), Severity::Error, d.name,
-          std::string("UpdateModify is on") + (on.empty() ? " (by default)" : "") +
+          std::string("UpdateModify is on") +
+              (on.empty() ? " (by default)" : "") +
               " without a BindDn: every modification fails to bind",
           "add a BindDn line, or write \"UpdateModify:F\"");
     }
@@ -422,25 +445,30 @@ std::vector<Finding> Checker::run() {
   std::vector<std::string> names;
   std::size_t stopLine = 0;
   for (const LineCopy& line : all.lines) {
-    if (line.kind != ConfigLine::Kind::Keyed || line.segments.empty()) continue;
+    if (line.kind != ConfigLine::Kind::Keyed || line.segments.empty())
+      continue;
     if (line.key == kStartKey &&
         std::find(names.begin(), names.end(), line.segments[0]) == names.end())
       names.push_back(line.segments[0]);
-    bool badProgram = line.key == kProgramKey && line.segments[0] != kProgramName;
+    bool badProgram =
+        line.key == kProgramKey && line.segments[0] != kProgramName;
     bool badVersion = line.key == kVersionKey && line.segments[0] != kVersion;
     if (badProgram || badVersion) {
       stopLine = line.number;
       add(stopLine, Severity::Error, "",
-          std::string("reading stops here: the ") + (badProgram ? "program" : "version") +
-              " must be " + quoted(badProgram ? kProgramName : kVersion) + ", not " +
-              quoted(line.segments[0]) + "; every request ends with an error page",
+          std::string("reading stops here: the ") +
+              (badProgram ? "program" : "version") + " must be " +
+              quoted(badProgram ? kProgramName : kVersion) + ", not " +
+              quoted(line.segments[0]) +
+              "; every request ends with an error page",
           std::string("write \"") + (badProgram ? "program:" : "version:") +
               (badProgram ? kProgramName : kVersion) + "\" or remove the line");
     }
   }
 
   std::vector<std::unique_ptr<DomainRead>> domains;
-  if (!names.empty() && names.size() > kReadingBudget / std::max<std::size_t>(text_.size(), 1)) {
+  if (!names.empty() &&
+      names.size() > kReadingBudget / std::max<std::size_t>(text_.size(), 1)) {
     add(0, Severity::Error, "",
         "too many domains (" + std::to_string(names.size()) +
             ") in so large a file to check each one",
@@ -454,7 +482,8 @@ std::vector<Finding> Checker::run() {
     readConfigurationFrom(in, d->settings, d->map, name, ServerEnvironment{},
                           &d->recorder);
     for (const LineCopy& line : d->recorder.lines) {
-      if (!line.inBlock) continue;
+      if (!line.inBlock)
+        continue;
       d->blockLines.push_back(&line);
       inBlock_.emplace(line.number, &line);
     }
@@ -462,19 +491,22 @@ std::vector<Finding> Checker::run() {
   }
 
   for (const LineCopy& line : all.lines) {
-    if (line.number == stopLine) break;
+    if (line.number == stopLine)
+      break;
     checkLine(line);
   }
   // Even after a stop: what was read shows what the block will mean.
   for (const auto& d : domains) checkDomain(*d);
   if (names.empty() && stopLine == 0) {
     add(0, Severity::Error, "",
-        std::string(text_.empty() ? "the file is empty" : "the file has no START line") +
+        std::string(text_.empty() ? "the file is empty"
+                                  : "the file has no START line") +
             ": every request ends with \"No domain defined\"",
         "begin each domain's block with \"START:name\"");
   }
-  std::stable_sort(findings_.begin(), findings_.end(),
-                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+  std::stable_sort(
+      findings_.begin(), findings_.end(),
+      [](const Finding& a, const Finding& b) { return a.line < b.line; });
   return std::move(findings_);
 }
 
@@ -494,12 +526,15 @@ std::string findingsText(const std::string& path,
   std::size_t errors = 0;
   for (const Finding& f : findings) {
     errors += f.severity == Severity::Error;
-    out += path + ":" + std::to_string(f.line) + ": " + severityName(f.severity);
-    if (!f.domain.empty()) out += " [" + f.domain + "]";
+    out +=
+        path + ":" + std::to_string(f.line) + ": " + severityName(f.severity);
+    if (!f.domain.empty())
+      out += " [" + f.domain + "]";
     out += ": " + f.message + "\n  fix: " + f.fix + "\n";
   }
-  out += path + ": " + std::to_string(errors) + " error" + (errors == 1 ? "" : "s") +
-         ", " + std::to_string(findings.size() - errors) + " warning" +
+  out += path + ": " + std::to_string(errors) + " error" +
+         (errors == 1 ? "" : "s") + ", " +
+         std::to_string(findings.size() - errors) + " warning" +
          (findings.size() - errors == 1 ? "" : "s") + "\n";
   return out;
 }
@@ -510,22 +545,26 @@ std::string findingsJson(const std::string& path,
   std::string items;
   for (const Finding& f : findings) {
     errors += f.severity == Severity::Error;
-    if (!items.empty()) items += ",\n";
+    if (!items.empty())
+      items += ",\n";
     items += "    {\"line\": " + std::to_string(f.line) + ", \"severity\": \"" +
-             severityName(f.severity) + "\", \"domain\": " + jsonString(f.domain) +
-             ", \"message\": " + jsonString(f.message) + ", \"fix\": " +
-             jsonString(f.fix) + "}";
+             severityName(f.severity) +
+             "\", \"domain\": " + jsonString(f.domain) +
+             ", \"message\": " + jsonString(f.message) +
+             ", \"fix\": " + jsonString(f.fix) + "}";
   }
-  return "{\n  \"file\": " + jsonString(path) + ",\n  \"errors\": " +
-         std::to_string(errors) + ",\n  \"warnings\": " +
-         std::to_string(findings.size() - errors) + ",\n  \"findings\": [" +
-         (items.empty() ? "" : "\n" + items + "\n  ") + "]\n}\n";
+  return "{\n  \"file\": " + jsonString(path) +
+         ",\n  \"errors\": " + std::to_string(errors) +
+         ",\n  \"warnings\": " + std::to_string(findings.size() - errors) +
+         ",\n  \"findings\": [" + (items.empty() ? "" : "\n" + items + "\n  ") +
+         "]\n}\n";
 }
 
 int checkStatus(const std::vector<Finding>& findings, bool strict) {
   bool warnings = false;
   for (const Finding& f : findings) {
-    if (f.severity == Severity::Error) return 2;
+    if (f.severity == Severity::Error)
+      return 2;
     warnings = true;
   }
   return strict && warnings ? 1 : 0;

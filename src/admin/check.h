@@ -14,9 +14,9 @@ enum class Severity { Warning, Error };
 struct Finding {
   std::size_t line = 0;  // 1-based; 0 for the file as a whole
   Severity severity = Severity::Error;
-  std::string domain;    // the domain whose block shows it, or empty
+  std::string domain;  // the domain whose block shows it, or empty
   std::string message;
-  std::string fix;       // one line
+  std::string fix;  // one line
 };
 
 // Reads every domain of the configuration text and returns the findings,

@@ -1,17 +1,17 @@
 #include "admin/cli.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sys/stat.h>
+
+#include "config/constants.h"
 
 #include "admin/check.h"
 #include "admin/config_file.h"
 #include "admin/forms.h"
 #include "admin/show.h"
-#include "config/constants.h"
 
 namespace kestrel::admin {
 namespace {
@@ -63,10 +63,12 @@ std::string parse(const std::vector<std::string>& args, Options& o) {
       o.json = false;
     } else if (startsWith(arg, "--page=")) {
       o.page = arg.substr(7);
-      if (o.page != "search" && o.page != "add") return "unknown page: " + o.page;
+      if (o.page != "search" && o.page != "add")
+        return "unknown page: " + o.page;
     } else if (startsWith(arg, "--out=")) {
       o.outDir = arg.substr(6);
-      if (o.outDir.empty()) return "--out needs a directory";
+      if (o.outDir.empty())
+        return "--out needs a directory";
     } else if (startsWith(arg, "--server-name=")) {
       o.env.serverName = arg.substr(14);
     } else if (startsWith(arg, "--server-port=")) {
@@ -74,7 +76,8 @@ std::string parse(const std::vector<std::string>& args, Options& o) {
       char* end = nullptr;
       errno = 0;
       long value = std::strtol(port.c_str(), &end, 10);
-      if (port.empty() || *end != '\0' || errno != 0 || value < 0 || value > 65535)
+      if (port.empty() || *end != '\0' || errno != 0 || value < 0 ||
+          value > 65535)
         return "bad port: " + port;
       o.env.serverPort = static_cast<int>(value);
     } else {
@@ -87,16 +90,19 @@ std::string parse(const std::vector<std::string>& args, Options& o) {
 // Loads the file, or says why it cannot be used.
 bool load(const std::string& path, ConfigFile& file, std::ostream& err) {
   file = loadConfigFile(path);
-  if (file.problem.empty()) return true;
+  if (file.problem.empty())
+    return true;
   err << "kestrel-admin: " << path << ": " << file.problem << '\n';
   return false;
 }
 
 int check(const Options& o, std::ostream& out, std::ostream& err) {
-  if (o.operands.size() > 1) return usage(err, "check takes at most one FILE");
+  if (o.operands.size() > 1)
+    return usage(err, "check takes at most one FILE");
   std::string path = o.operands.empty() ? kConfigPath : o.operands[0];
   ConfigFile file;
-  if (!load(path, file, err)) return kFailed;
+  if (!load(path, file, err))
+    return kFailed;
   std::vector<Finding> findings = checkConfiguration(file.text);
   out << (o.json ? findingsJson(path, findings) : findingsText(path, findings));
   return checkStatus(findings, o.strict);
@@ -113,7 +119,8 @@ bool readFor(const Options& o, DomainReading& reading, std::ostream& err) {
     return false;
   }
   reading = readDomain(file.text, domain, o.env);
-  if (reading.error.empty()) return true;
+  if (reading.error.empty())
+    return true;
   err << "kestrel-admin: " << path << ": reading domain \"" << domain
       << "\" fails; kestrel.cgi would show:\n"
       << reading.error << '\n';
@@ -124,7 +131,8 @@ int show(const Options& o, std::ostream& out, std::ostream& err) {
   if (o.operands.empty() || o.operands.size() > 2)
     return usage(err, "show takes DOMAIN and at most one FILE");
   DomainReading reading;
-  if (!readFor(o, reading, err)) return kFailed;
+  if (!readFor(o, reading, err))
+    return kFailed;
   out << (o.json ? settingsJson(o.operands[0], reading.settings, reading.map)
                  : settingsText(reading.settings, reading.map));
   return 0;
@@ -148,7 +156,8 @@ int forms(const Options& o, std::ostream& out, std::ostream& err) {
   if (o.page.empty() == o.outDir.empty())
     return usage(err, "forms needs either --page or --out");
   DomainReading reading;
-  if (!readFor(o, reading, err)) return kFailed;
+  if (!readFor(o, reading, err))
+    return kFailed;
   const DomainSettings& s = reading.settings;
   const std::string& domain = o.operands[0];
   bool wantSearch = o.page.empty() || o.page == "search";
@@ -156,7 +165,8 @@ int forms(const Options& o, std::ostream& out, std::ostream& err) {
   if (wantAdd && s.AddAttribute.empty()) {
     err << "kestrel-admin: domain \"" << domain
         << "\" has no AddAttribute lines, so there is no add page\n";
-    if (!o.page.empty()) return kFailed;
+    if (!o.page.empty())
+      return kFailed;
     wantAdd = false;
   }
   if (!o.page.empty()) {
@@ -171,12 +181,14 @@ int forms(const Options& o, std::ostream& out, std::ostream& err) {
   std::string extension = "." + pageExtension(s);
   if (wantSearch) {
     std::string path = o.outDir + "/search" + extension;
-    if (!writeFile(path, searchPage(s, domain), err)) return kFailed;
+    if (!writeFile(path, searchPage(s, domain), err))
+      return kFailed;
     out << path << '\n';
   }
   if (wantAdd) {
     std::string path = o.outDir + "/add" + extension;
-    if (!writeFile(path, addPage(s, domain), err)) return kFailed;
+    if (!writeFile(path, addPage(s, domain), err))
+      return kFailed;
     out << path << '\n';
   }
   return 0;
@@ -192,11 +204,16 @@ int runAdmin(const std::vector<std::string>& args, std::ostream& out,
   }
   Options o;
   std::string problem = parse(args, o);
-  if (!problem.empty()) return usage(err, problem);
-  if (o.command == "check") return check(o, out, err);
-  if (o.command == "show") return show(o, out, err);
-  if (o.command == "forms") return forms(o, out, err);
-  return usage(err, o.command.empty() ? "no command" : "unknown command: " + o.command);
+  if (!problem.empty())
+    return usage(err, problem);
+  if (o.command == "check")
+    return check(o, out, err);
+  if (o.command == "show")
+    return show(o, out, err);
+  if (o.command == "forms")
+    return forms(o, out, err);
+  return usage(
+      err, o.command.empty() ? "no command" : "unknown command: " + o.command);
 }
 
 }  // namespace kestrel::admin

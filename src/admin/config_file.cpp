@@ -1,11 +1,10 @@
 #include "admin/config_file.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 namespace kestrel::admin {
 namespace {
@@ -13,7 +12,8 @@ namespace {
 struct Fd {
   int fd;
   ~Fd() {
-    if (fd >= 0) close(fd);
+    if (fd >= 0)
+      close(fd);
   }
 };
 
@@ -55,12 +55,14 @@ ConfigFile loadConfigFile(const std::string& path) {
   for (;;) {
     ssize_t got = read(in.fd, buffer, sizeof buffer);
     if (got < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR)
+        continue;
       file.problem = systemError("cannot be read");
       file.text.clear();
       return file;
     }
-    if (got == 0) break;
+    if (got == 0)
+      break;
     file.text.append(buffer, static_cast<std::size_t>(got));
     if (file.text.size() > kMaxConfigBytes) {
       file.problem = "is too large for a configuration file (more than " +
@@ -73,8 +75,8 @@ ConfigFile loadConfigFile(const std::string& path) {
   if (nul != std::string::npos) {
     std::size_t line = 1;
     for (std::size_t i = 0; i < nul; ++i) line += file.text[i] == '\n';
-    file.problem = "is not a text file (NUL byte on line " +
-                   std::to_string(line) + ")";
+    file.problem =
+        "is not a text file (NUL byte on line " + std::to_string(line) + ")";
     file.text.clear();
   }
   return file;

@@ -1,34 +1,42 @@
 #include "admin/forms.h"
 
-#include <cgicc/HTMLClasses.h>
-
 #include <algorithm>
 #include <sstream>
 
-#include "admin/text_util.h"
+#include <cgicc/HTMLClasses.h>
+
 #include "config/constants.h"
+
+#include "admin/text_util.h"
 
 namespace kestrel::admin {
 namespace {
 
-bool isWml(const DomainSettings& s) { return s.PageType == "WmlMinimal"; }
-bool isExtra(const DomainSettings& s) { return s.PageType == "HtmlExtra"; }
+bool isWml(const DomainSettings& s) {
+  return s.PageType == "WmlMinimal";
+}
+bool isExtra(const DomainSettings& s) {
+  return s.PageType == "HtmlExtra";
+}
 
 // WML reads "$" as the start of a variable.
 std::string wmlText(const std::string& text) {
   std::string out;
   for (char ch : htmlEscape(text)) {
     out += ch;
-    if (ch == '$') out += '$';
+    if (ch == '$')
+      out += '$';
   }
   return out;
 }
 
 // The human label of an add row: the label of the field that shows the
 // same attribute, else the attribute type itself.
-const FieldDefinition* fieldFor(const DomainSettings& s, const std::string& attribute) {
+const FieldDefinition* fieldFor(const DomainSettings& s,
+                                const std::string& attribute) {
   for (const FieldDefinition& row : s.field)
-    if (row.attribute == attribute) return &row;
+    if (row.attribute == attribute)
+      return &row;
   return nullptr;
 }
 
@@ -44,7 +52,8 @@ void resetElements() {
   cgicc::h1::reset();
 }
 
-void htmlTop(std::ostream& out, const DomainSettings& s, const std::string& title) {
+void htmlTop(std::ostream& out, const DomainSettings& s,
+             const std::string& title) {
   resetElements();
   // The library's strict document type line is malformed; a site page
   // should validate.
@@ -75,8 +84,10 @@ void htmlBottom(std::ostream& out) {
 
 std::string hidden(const std::string& name, const std::string& value) {
   std::ostringstream out;
-  out << cgicc::input().set("type", "hidden").set("name", name).set("value",
-                                                                    htmlEscape(value));
+  out << cgicc::input()
+             .set("type", "hidden")
+             .set("name", name)
+             .set("value", htmlEscape(value));
   return out.str();
 }
 
@@ -86,11 +97,13 @@ void wmlTop(std::ostream& out, const DomainSettings& s, const std::string& id,
       << "<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.3//EN\" "
          "\"http://www.wapforum.org/DTD/wml13.dtd\">\n"
       << "<wml>\n"
-      << "<card id=\"" << id << "\" title=\"" << wmlText(s.OrgName + ": " + title)
-      << "\">\n<p>\n";
+      << "<card id=\"" << id << "\" title=\""
+      << wmlText(s.OrgName + ": " + title) << "\">\n<p>\n";
 }
 
-void wmlBottom(std::ostream& out) { out << "</p>\n</card>\n</wml>\n"; }
+void wmlBottom(std::ostream& out) {
+  out << "</p>\n</card>\n</wml>\n";
+}
 
 std::string postfield(const std::string& name, const std::string& value) {
   return "<postfield name=\"" + name + "\" value=\"" + value + "\"/>\n";
@@ -110,7 +123,8 @@ std::string searchPage(const DomainSettings& s, const std::string& domain) {
   std::ostringstream out;
   std::vector<const FieldDefinition*> options;
   for (const FieldDefinition& row : s.field)
-    if (!row.selectorText.empty()) options.push_back(&row);
+    if (!row.selectorText.empty())
+      options.push_back(&row);
 
   if (isWml(s)) {
     wmlTop(out, s, "search", "Search");
@@ -126,27 +140,35 @@ std::string searchPage(const DomainSettings& s, const std::string& domain) {
         << "<anchor>Search<go href=\"" << wmlText(formAction(s))
         << "\" method=\"get\">\n"
         << postfield("kestreldomain", wmlText(domain));
-    if (!options.empty()) out << postfield("selectoption", "$(selectoption)");
+    if (!options.empty())
+      out << postfield("selectoption", "$(selectoption)");
     out << postfield("searchfor", "$(searchfor)") << "</go></anchor>\n";
     wmlBottom(out);
     return out.str();
   }
 
   htmlTop(out, s, "Search");
-  out << cgicc::form().set("method", "get").set("action", htmlEscape(formAction(s)))
+  out << cgicc::form()
+             .set("method", "get")
+             .set("action", htmlEscape(formAction(s)))
       << '\n';
   out << cgicc::p() << '\n';
   out << hidden("kestreldomain", domain) << '\n';
   if (!options.empty()) {
     out << cgicc::label("Search by").set("for", "selectoption") << '\n';
-    out << cgicc::select().set("id", "selectoption").set("name", "selectoption") << '\n';
+    out << cgicc::select().set("id", "selectoption").set("name", "selectoption")
+        << '\n';
     for (const FieldDefinition* row : options)
-      out << cgicc::option(htmlEscape(row->label.empty() ? row->selectorText : row->label))
+      out << cgicc::option(htmlEscape(row->label.empty() ? row->selectorText
+                                                         : row->label))
                  .set("value", htmlEscape(row->selectorText))
           << '\n';
     out << cgicc::select() << '\n';
   }
-  out << cgicc::input().set("type", "text").set("id", "searchfor").set("name", "searchfor")
+  out << cgicc::input()
+             .set("type", "text")
+             .set("id", "searchfor")
+             .set("name", "searchfor")
       << '\n';
   out << cgicc::input().set("type", "submit").set("value", "Search") << '\n';
   out << cgicc::p() << '\n' << cgicc::form() << '\n';
@@ -158,30 +180,37 @@ std::string addPage(const DomainSettings& s, const std::string& domain) {
   std::ostringstream out;
   auto labelOf = [&](const AddAttributeDefinition& row) {
     const FieldDefinition* field = fieldFor(s, row.label);
-    std::string text = field != nullptr && !field->label.empty() ? field->label : row.label;
+    std::string text =
+        field != nullptr && !field->label.empty() ? field->label : row.label;
     return row.mandatory ? text + " *" : text;
   };
 
   if (isWml(s)) {
     wmlTop(out, s, "add", "Add");
     for (const AddAttributeDefinition& row : s.AddAttribute)
-      out << wmlText(labelOf(row)) << ": <input name=\"" << wmlText(row.attribute)
-          << "\" type=\"text\"/>\n";
+      out << wmlText(labelOf(row)) << ": <input name=\""
+          << wmlText(row.attribute) << "\" type=\"text\"/>\n";
     out << "Password: <input name=\"addpassword\" type=\"password\"/>\n"
-        << "<anchor>Add<go href=\"" << wmlText(formAction(s)) << "\" method=\"post\">\n"
-        << postfield("kestreldomain", wmlText(domain)) << postfield("adddn", "add");
+        << "<anchor>Add<go href=\"" << wmlText(formAction(s))
+        << "\" method=\"post\">\n"
+        << postfield("kestreldomain", wmlText(domain))
+        << postfield("adddn", "add");
     for (const AddAttributeDefinition& row : s.AddAttribute)
-      out << postfield(wmlText(row.attribute), "$(" + wmlText(row.attribute) + ")");
+      out << postfield(wmlText(row.attribute),
+                       "$(" + wmlText(row.attribute) + ")");
     out << postfield("addpassword", "$(addpassword)") << "</go></anchor>\n";
     wmlBottom(out);
     return out.str();
   }
 
   htmlTop(out, s, "Add an entry");
-  out << cgicc::form().set("method", "post").set("action", htmlEscape(formAction(s)))
+  out << cgicc::form()
+             .set("method", "post")
+             .set("action", htmlEscape(formAction(s)))
       << '\n';
   out << cgicc::p() << '\n';
-  out << hidden("kestreldomain", domain) << '\n' << hidden("adddn", "add") << '\n';
+  out << hidden("kestreldomain", domain) << '\n'
+      << hidden("adddn", "add") << '\n';
   for (const AddAttributeDefinition& row : s.AddAttribute) {
     std::string name = htmlEscape(row.attribute);
     cgicc::input input;
@@ -189,12 +218,14 @@ std::string addPage(const DomainSettings& s, const std::string& domain) {
     const FieldDefinition* field = fieldFor(s, row.label);
     if (field != nullptr && field->inputSize > 0)
       input.set("size", std::to_string(field->inputSize));
-    out << cgicc::label(htmlEscape(labelOf(row))).set("for", name) << ' ' << input
-        << cgicc::br() << '\n';
+    out << cgicc::label(htmlEscape(labelOf(row))).set("for", name) << ' '
+        << input << cgicc::br() << '\n';
   }
   out << cgicc::label("Password").set("for", "addpassword") << ' '
-      << cgicc::input().set("type", "password").set("id", "addpassword").set("name",
-                                                                             "addpassword")
+      << cgicc::input()
+             .set("type", "password")
+             .set("id", "addpassword")
+             .set("name", "addpassword")
       << cgicc::br() << '\n';
   out << cgicc::input().set("type", "submit").set("value", "Add entry") << '\n';
   out << cgicc::p() << '\n' << cgicc::form() << '\n';

@@ -17,7 +17,8 @@ std::string pageExtension(const DomainSettings& settings);
 
 // A search field per field row with a selector text, searchfor and the
 // hidden kestreldomain.
-std::string searchPage(const DomainSettings& settings, const std::string& domain);
+std::string searchPage(const DomainSettings& settings,
+                       const std::string& domain);
 
 // An input per AddAttribute row (mandatory ones marked "*"), addpassword
 // and the hidden adddn and kestreldomain.

@@ -61,7 +61,8 @@ Node textList(std::string name, const std::vector<std::string>& list) {
   return group(std::move(name), Node::Kind::Array, std::move(items));
 }
 
-std::vector<Node> settingsNodes(const DomainSettings& s, const MapLinkSettings& m) {
+std::vector<Node> settingsNodes(const DomainSettings& s,
+                                const MapLinkSettings& m) {
   std::vector<Node> all = {
       text("OrgName", s.OrgName),
       text("OrgLogo", s.OrgLogo),
@@ -116,35 +117,51 @@ std::vector<Node> settingsNodes(const DomainSettings& s, const MapLinkSettings& 
       textList("DefineAddCn", s.DefineAddCn),
       textList("ObjectClass", s.ObjectClass),
   };
-  all.push_back(rows("UrlAttribute", s.UrlAttribute, [](const UrlAttributeDefinition& r) {
-    return std::vector<Node>{text("attribute", r.attribute), flag("addHttpScheme", r.addHttpScheme),
-                             text("urlPrefix", r.urlPrefix), text("linkText", r.linkText)};
-  }));
-  all.push_back(rows("ImgAttribute", s.ImgAttribute, [](const ImgAttributeDefinition& r) {
-    return std::vector<Node>{text("attribute", r.attribute), flag("addHttpScheme", r.addHttpScheme),
-                             text("urlPrefix", r.urlPrefix), text("altText", r.altText)};
-  }));
-  all.push_back(rows("WtaiAttribute", s.WtaiAttribute, [](const WtaiAttributeDefinition& r) {
-    return std::vector<Node>{text("attribute", r.attribute), flag("dialLink", r.dialLink),
-                             flag("dialTitle", r.dialTitle), flag("addLink", r.addLink)};
-  }));
-  all.push_back(rows("AddAttribute", s.AddAttribute, [](const AddAttributeDefinition& r) {
-    return std::vector<Node>{text("attribute", r.attribute), text("label", r.label),
-                             flag("mandatory", r.mandatory)};
-  }));
+  all.push_back(
+      rows("UrlAttribute", s.UrlAttribute, [](const UrlAttributeDefinition& r) {
+        return std::vector<Node>{text("attribute", r.attribute),
+                                 flag("addHttpScheme", r.addHttpScheme),
+                                 text("urlPrefix", r.urlPrefix),
+                                 text("linkText", r.linkText)};
+      }));
+  all.push_back(
+      rows("ImgAttribute", s.ImgAttribute, [](const ImgAttributeDefinition& r) {
+        return std::vector<Node>{text("attribute", r.attribute),
+                                 flag("addHttpScheme", r.addHttpScheme),
+                                 text("urlPrefix", r.urlPrefix),
+                                 text("altText", r.altText)};
+      }));
+  all.push_back(rows(
+      "WtaiAttribute", s.WtaiAttribute, [](const WtaiAttributeDefinition& r) {
+        return std::vector<Node>{
+            text("attribute", r.attribute), flag("dialLink", r.dialLink),
+            flag("dialTitle", r.dialTitle), flag("addLink", r.addLink)};
+      }));
+  all.push_back(
+      rows("AddAttribute", s.AddAttribute, [](const AddAttributeDefinition& r) {
+        return std::vector<Node>{text("attribute", r.attribute),
+                                 text("label", r.label),
+                                 flag("mandatory", r.mandatory)};
+      }));
   all.push_back(rows("field", s.field, [](const FieldDefinition& r) {
-    return std::vector<Node>{
-        text("attribute", r.attribute),      flag("wildcardBefore", r.wildcardBefore),
-        flag("wildcardAfter", r.wildcardAfter), text("label", r.label),
-        text("selectorText", r.selectorText), flag("showInList", r.showInList),
-        flag("showInInfo", r.showInInfo),     flag("showInModifyForm", r.showInModifyForm),
-        number("inputSize", r.inputSize),     number("spareNumber", r.spareNumber),
-        text("vcardProperty", r.vcardProperty), flag("inTriggerData", r.inTriggerData),
-        number("index", r.index)};
+    return std::vector<Node>{text("attribute", r.attribute),
+                             flag("wildcardBefore", r.wildcardBefore),
+                             flag("wildcardAfter", r.wildcardAfter),
+                             text("label", r.label),
+                             text("selectorText", r.selectorText),
+                             flag("showInList", r.showInList),
+                             flag("showInInfo", r.showInInfo),
+                             flag("showInModifyForm", r.showInModifyForm),
+                             number("inputSize", r.inputSize),
+                             number("spareNumber", r.spareNumber),
+                             text("vcardProperty", r.vcardProperty),
+                             flag("inTriggerData", r.inTriggerData),
+                             number("index", r.index)};
   }));
   all.push_back(group("map", Node::Kind::Object,
-                      {flag("addHttpScheme", m.addHttpScheme), text("service", m.service),
-                       text("linkText", m.linkText), text("countryAttribute", m.countryAttribute),
+                      {flag("addHttpScheme", m.addHttpScheme),
+                       text("service", m.service), text("linkText", m.linkText),
+                       text("countryAttribute", m.countryAttribute),
                        text("zipAttribute", m.zipAttribute),
                        text("stateAttribute", m.stateAttribute),
                        text("cityAttribute", m.cityAttribute),
@@ -154,11 +171,18 @@ std::vector<Node> settingsNodes(const DomainSettings& s, const MapLinkSettings& 
 
 void writeText(std::string& out, const Node& node, const std::string& path) {
   switch (node.kind) {
-    case Node::Kind::Text: out += path + " = " + quoted(node.text) + "\n"; break;
-    case Node::Kind::Number: out += path + " = " + std::to_string(node.number) + "\n"; break;
-    case Node::Kind::Flag: out += path + " = " + (node.flag ? "T" : "F") + "\n"; break;
+    case Node::Kind::Text:
+      out += path + " = " + quoted(node.text) + "\n";
+      break;
+    case Node::Kind::Number:
+      out += path + " = " + std::to_string(node.number) + "\n";
+      break;
+    case Node::Kind::Flag:
+      out += path + " = " + (node.flag ? "T" : "F") + "\n";
+      break;
     case Node::Kind::Object:
-      for (const Node& child : node.children) writeText(out, child, path + "." + child.name);
+      for (const Node& child : node.children)
+        writeText(out, child, path + "." + child.name);
       break;
     case Node::Kind::Array:
       out += path + ".count = " + std::to_string(node.children.size()) + "\n";
@@ -170,9 +194,15 @@ void writeText(std::string& out, const Node& node, const std::string& path) {
 
 void writeJson(std::string& out, const Node& node, const std::string& indent) {
   switch (node.kind) {
-    case Node::Kind::Text: out += jsonString(node.text); break;
-    case Node::Kind::Number: out += std::to_string(node.number); break;
-    case Node::Kind::Flag: out += node.flag ? "true" : "false"; break;
+    case Node::Kind::Text:
+      out += jsonString(node.text);
+      break;
+    case Node::Kind::Number:
+      out += std::to_string(node.number);
+      break;
+    case Node::Kind::Flag:
+      out += node.flag ? "true" : "false";
+      break;
     case Node::Kind::Object:
     case Node::Kind::Array: {
       bool object = node.kind == Node::Kind::Object;
@@ -183,7 +213,8 @@ void writeJson(std::string& out, const Node& node, const std::string& indent) {
       out += object ? "{\n" : "[\n";
       for (std::size_t i = 0; i < node.children.size(); ++i) {
         out += indent + "  ";
-        if (object) out += jsonString(node.children[i].name) + ": ";
+        if (object)
+          out += jsonString(node.children[i].name) + ": ";
         writeJson(out, node.children[i], indent + "  ");
         out += i + 1 < node.children.size() ? ",\n" : "\n";
       }
@@ -207,16 +238,18 @@ DomainReading readDomain(std::string_view text, const std::string& domain,
 std::string settingsText(const DomainSettings& settings,
                          const MapLinkSettings& map) {
   std::string out;
-  for (const Node& node : settingsNodes(settings, map)) writeText(out, node, node.name);
+  for (const Node& node : settingsNodes(settings, map))
+    writeText(out, node, node.name);
   return out;
 }
 
 std::string settingsJson(const std::string& domain,
                          const DomainSettings& settings,
                          const MapLinkSettings& map) {
-  Node root = group("", Node::Kind::Object,
-                    {text("domain", domain),
-                     group("settings", Node::Kind::Object, settingsNodes(settings, map))});
+  Node root = group(
+      "", Node::Kind::Object,
+      {text("domain", domain),
+       group("settings", Node::Kind::Object, settingsNodes(settings, map))});
   std::string out;
   writeJson(out, root, "");
   return out + "\n";

@@ -9,7 +9,8 @@ namespace kestrel::admin {
 
 std::string_view trimBlanks(std::string_view text) {
   std::size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string_view::npos) return {};
+  if (begin == std::string_view::npos)
+    return {};
   std::size_t end = text.find_last_not_of(" \t");
   return text.substr(begin, end - begin + 1);
 }
@@ -28,9 +29,11 @@ std::size_t utf8Length(std::string_view s, std::size_t i) {
                   : c >= 0xE0 && c <= 0xEF ? 3
                   : c >= 0xC2 && c <= 0xDF ? 2
                                            : 0;
-  if (n == 0 || i + n > s.size()) return 0;
+  if (n == 0 || i + n > s.size())
+    return 0;
   for (std::size_t k = 1; k < n; ++k) {
-    if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return 0;
+    if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80)
+      return 0;
   }
   return n;
 }
@@ -94,11 +97,20 @@ std::string htmlEscape(std::string_view text) {
   std::string out;
   for (char ch : text) {
     switch (ch) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += ch;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += ch;
     }
   }
   return out;
@@ -115,7 +127,8 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
     row[0] = i;
     for (std::size_t j = 1; j <= b.size(); ++j) {
       std::size_t above = row[j];
-      std::size_t change = diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1);
+      std::size_t change =
+          diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1);
       row[j] = std::min({above + 1, row[j - 1] + 1, change});
       diagonal = above;
     }

@@ -254,9 +254,12 @@ std::string_view applyDirective(std::string_view key, std::string_view first,
 
 // What the row directives above read, letter by letter.
 constexpr DirectiveShape kRowShapes[] = {
-    {"OrgName", "tt"},       {"UrlAttribute", "tftt"},
-    {"ImgAttribute", "tftt"}, {"WtaiAttribute", "tfff"},
-    {"AddAttribute", "ttf"},  {"field", "tffttfffnntf"},
+    {"OrgName", "tt"},
+    {"UrlAttribute", "tftt"},
+    {"ImgAttribute", "tftt"},
+    {"WtaiAttribute", "tfff"},
+    {"AddAttribute", "ttf"},
+    {"field", "tffttfffnntf"},
     {"DisplayMapURL", "ffttttttt"},
 };
 

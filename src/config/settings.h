@@ -165,7 +165,7 @@ struct DomainSettings {
 };
 
 // Value kinds of the configuration.
-bool flagValue(const std::string& text);  // true only for "T"
+bool flagValue(const std::string& text);   // true only for "T"
 int numberValue(const std::string& text);  // atoi
 
 }  // namespace kestrel

@@ -3,10 +3,10 @@
 #pragma once
 
 #define LDAP_DEPRECATED 1
+#include <memory>
+
 #include <lber.h>
 #include <ldap.h>
-
-#include <memory>
 
 namespace kestrel {
 

@@ -27,21 +27,31 @@ bool isOneOf(const std::string& service, const char* const (&known)[Count]) {
 
 void appendMapQuestQuery(std::string& url, const MapLinkSettings& map) {
   url += "maps/map.adp?searchtype=address";
-  if (!map.country.empty()) url += "&country=" + urlEncode(map.country);
-  if (!map.street.empty()) url += "&address=" + urlEncode(map.street);
-  if (!map.city.empty()) url += "&city=" + urlEncode(map.city);
-  if (!map.state.empty()) url += "&state=" + urlEncode(map.state);
-  if (!map.zip.empty()) url += "&zipcode=" + urlEncode(map.zip);
+  if (!map.country.empty())
+    url += "&country=" + urlEncode(map.country);
+  if (!map.street.empty())
+    url += "&address=" + urlEncode(map.street);
+  if (!map.city.empty())
+    url += "&city=" + urlEncode(map.city);
+  if (!map.state.empty())
+    url += "&state=" + urlEncode(map.state);
+  if (!map.zip.empty())
+    url += "&zipcode=" + urlEncode(map.zip);
 }
 
 void appendYahooMapsQuery(std::string& url, const MapLinkSettings& map) {
   // "addr=" stands even without a street.
   url += "maps_result?addr=";
-  if (!map.street.empty()) url += urlEncode(map.street);
-  if (!map.city.empty()) url += "&csz=" + urlEncode(map.city);
-  if (!map.state.empty()) url += "%2C+" + urlEncode(map.state);
-  if (!map.zip.empty()) url += "%2C+" + urlEncode(map.zip);
-  if (!map.country.empty()) url += "&country=" + urlEncode(map.country);
+  if (!map.street.empty())
+    url += urlEncode(map.street);
+  if (!map.city.empty())
+    url += "&csz=" + urlEncode(map.city);
+  if (!map.state.empty())
+    url += "%2C+" + urlEncode(map.state);
+  if (!map.zip.empty())
+    url += "%2C+" + urlEncode(map.zip);
+  if (!map.country.empty())
+    url += "&country=" + urlEncode(map.country);
 }
 
 void appendGoogleMapsQuery(std::string& url, const MapLinkSettings& map) {
@@ -49,8 +59,10 @@ void appendGoogleMapsQuery(std::string& url, const MapLinkSettings& map) {
   bool first = true;
   for (const std::string* part :
        {&map.street, &map.city, &map.state, &map.zip, &map.country}) {
-    if (part->empty()) continue;
-    if (!first) url += "%20";
+    if (part->empty())
+      continue;
+    if (!first)
+      url += "%20";
     url += urlEncode(*part);
     first = false;
   }
@@ -95,8 +107,8 @@ void collectMapValue(MapLinkSettings& map, const std::string& attribute,
 std::optional<std::string> buildMapUrl(const MapLinkSettings& map) {
   // The city test looks at the configured attribute name, not at the
   // collected city: meant.
-  bool enough = (!map.state.empty() && !map.cityAttribute.empty()) ||
-                !map.zip.empty();
+  bool enough =
+      (!map.state.empty() && !map.cityAttribute.empty()) || !map.zip.empty();
   if (!enough) {
     return std::nullopt;
   }

@@ -16,7 +16,8 @@ bool isCandidate(const FieldDefinition& field, std::size_t index,
                  RenderMode mode) {
   // The entry key, the name columns and the phone-book link read the first
   // four fields, so they are collected in every mode.
-  if (index <= 3) return true;
+  if (index <= 3)
+    return true;
   switch (mode) {
     case RenderMode::List:
       return field.showInList;
@@ -51,7 +52,8 @@ AttributeUse resolveAttribute(const Request& rq, const RenderContext& context,
   AttributeUse use;
   use.name = attribute;
   use.field = fieldFor(rq.settings, context, attribute);
-  if (rq.settings.DisplayMapURL) use.mapRole = mapRoleOf(rq.map, attribute);
+  if (rq.settings.DisplayMapURL)
+    use.mapRole = mapRoleOf(rq.map, attribute);
   use.isMail = strcasecmp(attribute, "mail") == 0;
   return use;
 }
@@ -118,8 +120,10 @@ bool collectAttribute(Request& rq, const AttributeUse& use, berval** values,
     // replaces the text but leaves the flag set.
     EntrySlot& slot = slots[use.field];
     slot.text.assign(last->bv_val, last->bv_len);
-    if (lastDisplayable != nullptr) slot.hasValue = true;
-    if (use.isMail) slot.isMail = true;
+    if (lastDisplayable != nullptr)
+      slot.hasValue = true;
+    if (use.isMail)
+      slot.isMail = true;
   }
   offerToMap(rq, use, lastDisplayable);
   return true;

@@ -44,7 +44,8 @@ std::string entryName(const DomainSettings& settings,
 
 std::size_t firstListColumn(const DomainSettings& settings) {
   const int count = settings.InfoDisplayNumberOfConcatenationAttributes;
-  if (count == 0) return 2;
+  if (count == 0)
+    return 2;
   return count < 0 ? 0 : static_cast<std::size_t>(count) + 1;
 }
 
@@ -64,9 +65,8 @@ void writeSelfLinkOpening(std::ostream& out, const std::string& stem,
 }
 
 std::string selfLinkOpening(const std::string& baseUrl,
-                            const DomainSettings& settings,
-                            const char* action, const std::string& key,
-                            const std::string& domain) {
+                            const DomainSettings& settings, const char* action,
+                            const std::string& key, const std::string& domain) {
   std::ostringstream link;
   writeSelfLinkOpening(link, selfLinkStem(baseUrl, settings), action,
                        urlEncode(key), domain);
@@ -77,7 +77,8 @@ void writeAttributeLink(std::ostream& out, const std::vector<EntrySlot>& slots,
                         std::size_t field,
                         const UrlAttributeDefinition& definition) {
   out << "<a href=\"";
-  if (definition.addHttpScheme) out << "http://";
+  if (definition.addHttpScheme)
+    out << "http://";
   out << definition.urlPrefix << slotText(slots, field) << "\">"
       << definition.linkText;
 }
@@ -86,7 +87,8 @@ void writeAttributeImage(std::ostream& out, const std::vector<EntrySlot>& slots,
                          std::size_t field,
                          const ImgAttributeDefinition& definition) {
   out << "<img src=\"";
-  if (definition.addHttpScheme) out << "http://";
+  if (definition.addHttpScheme)
+    out << "http://";
   out << definition.urlPrefix << slotText(slots, field) << '"';
   if (!definition.altText.empty()) {
     out << " alt=\"" << definition.altText << '"';
@@ -95,13 +97,14 @@ void writeAttributeImage(std::ostream& out, const std::vector<EntrySlot>& slots,
 }
 
 void writeWtaiLinks(std::ostream& out, const std::vector<EntrySlot>& slots,
-                    std::size_t field, const WtaiAttributeDefinition& definition,
-                    bool withTitle) {
+                    std::size_t field,
+                    const WtaiAttributeDefinition& definition, bool withTitle) {
   const std::string number = stripPhoneNumber(slotText(slots, field));
   if (definition.dialLink) {
     out << " [<a href=\"wtai://wp/mc;" << number << '"';
     // An empty title attribute, on purpose.
-    if (withTitle && definition.dialTitle) out << " title=\"\"";
+    if (withTitle && definition.dialTitle)
+      out << " title=\"\"";
     out << ">Dial</a>]";
   }
   if (definition.addLink) {

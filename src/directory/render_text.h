@@ -26,9 +26,8 @@ std::size_t firstListColumn(const DomainSettings& settings);
 // "<a href=\"" base "/" CgiBinPath "kestrel.cgi?" action "=" encoded key
 // "&kestreldomain=" domain "\">"; the key is URL-encoded here.
 std::string selfLinkOpening(const std::string& baseUrl,
-                            const DomainSettings& settings,
-                            const char* action, const std::string& key,
-                            const std::string& domain);
+                            const DomainSettings& settings, const char* action,
+                            const std::string& key, const std::string& domain);
 
 // The start of every self link of a search: "<a href=\"" base "/"
 // CgiBinPath "kestrel.cgi?".
@@ -54,7 +53,7 @@ void writeAttributeImage(std::ostream& out, const std::vector<EntrySlot>& slots,
 // " [Dial]" and " [Add]" phone links for the value; the Add link carries
 // slots 2 and 3 as the phone-book name.
 void writeWtaiLinks(std::ostream& out, const std::vector<EntrySlot>& slots,
-                    std::size_t field, const WtaiAttributeDefinition& definition,
-                    bool withTitle);
+                    std::size_t field,
+                    const WtaiAttributeDefinition& definition, bool withTitle);
 
 }  // namespace kestrel

@@ -21,21 +21,29 @@ const cgicc::br kBreak;
 const cgicc::hr kRule;
 
 Page pageOf(const std::string& pageType) {
-  if (isHtmlExtra(pageType)) return Page::Extra;
-  if (isHtmlMinimal(pageType)) return Page::Minimal;
-  if (isWmlMinimal(pageType)) return Page::Wml;
+  if (isHtmlExtra(pageType))
+    return Page::Extra;
+  if (isHtmlMinimal(pageType))
+    return Page::Minimal;
+  if (isWmlMinimal(pageType))
+    return Page::Wml;
   return Page::Text;
 }
 
 void openCell(std::ostream& out, Page page) {
-  if (page == Page::Extra) out << kCell;
-  if (page == Page::Minimal) out << kBreak;
-  if (page == Page::Wml) out << "<p>";
+  if (page == Page::Extra)
+    out << kCell;
+  if (page == Page::Minimal)
+    out << kBreak;
+  if (page == Page::Wml)
+    out << "<p>";
 }
 
 void closeCell(std::ostream& out, Page page) {
-  if (page == Page::Extra) out << kCell;
-  if (page == Page::Wml) out << "</p>";
+  if (page == Page::Extra)
+    out << kCell;
+  if (page == Page::Wml)
+    out << "</p>";
 }
 
 // A link, else an image, else the text as it stands; then the phone links.
@@ -61,9 +69,12 @@ void writeListCell(Request& rq, const RenderContext& context, Page page,
   std::ostream& out = rq.out;
   const EntrySlot& slot = slots[field];
   if (!slot.hasValue) {
-    if (page == Page::Extra) out << kNoneCell;
-    if (page == Page::Minimal) out << kBreak << "<i>none</i>";
-    if (page == Page::Wml) out << "<p><i>none</i></p>";
+    if (page == Page::Extra)
+      out << kNoneCell;
+    if (page == Page::Minimal)
+      out << kBreak << "<i>none</i>";
+    if (page == Page::Wml)
+      out << "<p><i>none</i></p>";
     return;
   }
   openCell(out, page);
@@ -104,7 +115,8 @@ void writeEntryLinks(Request& rq, const RenderContext& context, Page page,
     openActionCell(out, page);
     writeSelfLinkOpening(out, stem, "createupdateform", encodedKey, rq.domain);
     out << "<font color=\"#ff0000\">Modify</font></a>";
-    if (page == Page::Extra) out << kCell;
+    if (page == Page::Extra)
+      out << kCell;
   }
   if (settings.DeleteEntry && page != Page::Wml) {
     openActionCell(out, page);
@@ -112,16 +124,19 @@ void writeEntryLinks(Request& rq, const RenderContext& context, Page page,
     writeSelfLinkOpening(out, stem, "createdeleteform", urlEncode(dn),
                          rq.domain);
     out << "<font color=\"#ffff66\"><B>Delete</B></font></A>";
-    if (page == Page::Extra) out << kCell;
+    if (page == Page::Extra)
+      out << kCell;
   }
   if (settings.DisplayMapURL) {
-    if (page == Page::Extra) out << kCell;
+    if (page == Page::Extra)
+      out << kCell;
     if (std::optional<std::string> url = buildMapUrl(rq.map)) {
       out << "<a href=\"" << *url << "\">" << rq.map.linkText << "</a>";
     } else {
       out << "<br>";
     }
-    if (page == Page::Extra) out << kCell;
+    if (page == Page::Extra)
+      out << kCell;
   }
   if (settings.DisplayVcard) {
     openCell(out, page);
@@ -138,21 +153,26 @@ void writeListRow(Request& rq, const RenderContext& context,
   const DomainSettings& settings = rq.settings;
   std::ostream& out = rq.out;
   const Page page = pageOf(settings.PageType);
-  if (page == Page::Extra) out << kRow << kCell;
+  if (page == Page::Extra)
+    out << kRow << kCell;
   if (settings.AllowURLAccess) {
     out << "<a href=\"ldap://" << settings.LdapServer << "/" << dn << "\">";
   }
   out << entryName(settings, slots, RenderMode::List);
-  if (settings.AllowURLAccess) out << "</a>";
-  if (page == Page::Extra) out << kCell;
+  if (settings.AllowURLAccess)
+    out << "</a>";
+  if (page == Page::Extra)
+    out << kCell;
   for (std::size_t f = firstListColumn(settings); f < slots.size(); ++f) {
     if (settings.field[f].showInList) {
       writeListCell(rq, context, page, slots, f);
     }
   }
   writeEntryLinks(rq, context, page, slots[0].text, dn);
-  if (page == Page::Extra) out << kRow << '\n';
-  if (page == Page::Minimal) out << kBreak << kRule << '\n';
+  if (page == Page::Extra)
+    out << kRow << '\n';
+  if (page == Page::Minimal)
+    out << kBreak << kRule << '\n';
 }
 
 void writeInfoPage(Request& rq, const RenderContext& context,
@@ -160,7 +180,8 @@ void writeInfoPage(Request& rq, const RenderContext& context,
   const DomainSettings& settings = rq.settings;
   std::ostream& out = rq.out;
   const bool extra = isHtmlExtra(settings.PageType);
-  if (extra) out << cgicc::h3();
+  if (extra)
+    out << cgicc::h3();
   out << entryName(settings, slots, RenderMode::Info);
   if (extra) {
     out << cgicc::h3() << "<dl><dd>\n<font size=-1>\n"
@@ -170,8 +191,10 @@ void writeInfoPage(Request& rq, const RenderContext& context,
     out << "<br/>\n";
   }
   for (std::size_t f = 0; f < slots.size(); ++f) {
-    if (!settings.field[f].showInInfo) continue;
-    if (extra) out << cgicc::tr() << cgicc::td().set("bgcolor", "silver");
+    if (!settings.field[f].showInInfo)
+      continue;
+    if (extra)
+      out << cgicc::tr() << cgicc::td().set("bgcolor", "silver");
     out << settings.field[f].label << ':';
     if (extra) {
       out << cgicc::td() << cgicc::td();

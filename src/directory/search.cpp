@@ -1,9 +1,9 @@
 #include "directory/search.h"
 
-#include <cgicc/HTMLClasses.h>
+#include <cstdio>
 #include <strings.h>
 
-#include <cstdio>
+#include <cgicc/HTMLClasses.h>
 
 #include "directory/map_link.h"
 #include "directory/messages.h"
@@ -39,8 +39,7 @@ void reportBindFailure(const Request& rq, LDAP* ld, const std::string& server,
                        int code) {
   const std::string& pageType = rq.settings.PageType;
   if (isHtmlExtra(pageType)) {
-    rq.out << "Unable to bind with LDAP server " << server << cgicc::p()
-           << '\n'
+    rq.out << "Unable to bind with LDAP server " << server << cgicc::p() << '\n'
            << notifyWebmasterLine(rq.settings) << cgicc::p() << '\n';
     if (code == LDAP_INVALID_CREDENTIALS) {
       rq.out << " Bind password incorrect. \n";
@@ -112,12 +111,17 @@ void writeListHead(const Request& rq) {
     first = static_cast<std::size_t>(count) + 1;
   }
   for (std::size_t f = first; f < settings.field.size(); ++f) {
-    if (settings.field[f].showInList) out << cgicc::td(settings.field[f].label);
+    if (settings.field[f].showInList)
+      out << cgicc::td(settings.field[f].label);
   }
-  if (settings.DisplayFullInfoLink) out << cgicc::td("More Info");
-  if (settings.UpdateModify) out << cgicc::td("Modify");
-  if (settings.DeleteEntry) out << cgicc::td("Delete");
-  if (settings.DisplayMapURL) out << cgicc::td(mapServiceAnchor(rq.map));
+  if (settings.DisplayFullInfoLink)
+    out << cgicc::td("More Info");
+  if (settings.UpdateModify)
+    out << cgicc::td("Modify");
+  if (settings.DeleteEntry)
+    out << cgicc::td("Delete");
+  if (settings.DisplayMapURL)
+    out << cgicc::td(mapServiceAnchor(rq.map));
   if (settings.DisplayVcard) {
     out << cgicc::td(std::string("<a href=\"") + kVcardHomePage +
                      "\">VCard</a>");
@@ -129,8 +133,8 @@ void writeListHead(const Request& rq) {
 void writeListFoot(const Request& rq, int matches, const std::string& filter) {
   rq.out << cgicc::table() << '\n'
          << "</dl>\n"
-         << cgicc::p() << cgicc::hr() << cgicc::p() << "Number of matches:"
-         << matches - 1 << cgicc::br() << '\n'
+         << cgicc::p() << cgicc::hr() << cgicc::p()
+         << "Number of matches:" << matches - 1 << cgicc::br() << '\n'
          << " <small>Search filter: " << filter << "</small>" << cgicc::p()
          << cgicc::hr() << cgicc::p() << '\n';
 }
@@ -183,14 +187,17 @@ int searchAndRender(Request& rq, const std::string& server, RenderMode mode,
   }
 
   const bool list = mode == RenderMode::List && isHtmlExtra(settings.PageType);
-  if (list) writeListHead(rq);
+  if (list)
+    writeListHead(rq);
   const RenderContext context = makeRenderContext(settings, mode);
   int matches = 0;
   for (LDAPMessage* message = ldap_first_message(ld, result.get());
        message != nullptr; message = ldap_next_message(ld, message)) {
-    if (renderEntry(rq, context, ld, message) == 0) ++matches;
+    if (renderEntry(rq, context, ld, message) == 0)
+      ++matches;
   }
-  if (list) writeListFoot(rq, matches, filter);
+  if (list)
+    writeListFoot(rq, matches, filter);
 
   result.reset();
   ldap_unbind(ld);

@@ -1,9 +1,9 @@
 #include "directory/search_request.h"
 
+#include <cstdlib>
+
 #include <cgicc/Cgicc.h>
 #include <cgicc/HTMLClasses.h>
-
-#include <cstdlib>
 
 #include "directory/search.h"
 #include "web/page.h"
@@ -18,20 +18,28 @@ namespace {
 std::string filterOpening(const DomainSettings& settings) {
   const std::string& prefix = settings.FilterPrefix;
   const std::string& suffix = settings.FilterSuffix;
-  if (!settings.AddFilter.empty()) return "(&(" + settings.AddFilter + ")(";
-  if (!prefix.empty() && suffix.empty()) return "(&(" + prefix + ")(";
-  if (prefix.empty() && !suffix.empty()) return "(&((";
-  if (!prefix.empty() && !suffix.empty()) return "(&(&(" + prefix + ")(";
+  if (!settings.AddFilter.empty())
+    return "(&(" + settings.AddFilter + ")(";
+  if (!prefix.empty() && suffix.empty())
+    return "(&(" + prefix + ")(";
+  if (prefix.empty() && !suffix.empty())
+    return "(&((";
+  if (!prefix.empty() && !suffix.empty())
+    return "(&(&(" + prefix + ")(";
   return "";
 }
 
 std::string filterClosing(const DomainSettings& settings) {
   const std::string& prefix = settings.FilterPrefix;
   const std::string& suffix = settings.FilterSuffix;
-  if (!settings.AddFilter.empty()) return "))";
-  if (!prefix.empty() && suffix.empty()) return "))";
-  if (prefix.empty() && !suffix.empty()) return ")(" + suffix + "))";
-  if (!prefix.empty() && !suffix.empty()) return "))(" + suffix + "))";
+  if (!settings.AddFilter.empty())
+    return "))";
+  if (!prefix.empty() && suffix.empty())
+    return "))";
+  if (prefix.empty() && !suffix.empty())
+    return ")(" + suffix + "))";
+  if (!prefix.empty() && !suffix.empty())
+    return "))(" + suffix + "))";
   return "";
 }
 
@@ -42,7 +50,8 @@ std::optional<std::string> attributeTerm(const FieldDefinition& row,
   std::string term = row.attribute + "=";
   std::size_t first = searchText.find_first_not_of(' ');
   if (first == std::string::npos) {
-    if (!searchText.empty()) return std::nullopt;
+    if (!searchText.empty())
+      return std::nullopt;
     return term;
   }
   std::size_t last = searchText.find_last_not_of(' ');
@@ -50,9 +59,11 @@ std::optional<std::string> attributeTerm(const FieldDefinition& row,
   if (value == "*") {
     return term + "*";
   }
-  if (row.wildcardBefore) term += '*';
+  if (row.wildcardBefore)
+    term += '*';
   term += value;
-  if (row.wildcardAfter) term += '*';
+  if (row.wildcardAfter)
+    term += '*';
   return term;
 }
 

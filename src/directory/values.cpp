@@ -8,13 +8,17 @@ namespace kestrel {
 namespace {
 
 // The C locale's isgraph/isprint, without the locale lookup.
-bool isGraphic(unsigned char c) { return c > 0x20 && c < 0x7f; }
-bool isPrintable(unsigned char c) { return c >= 0x20 && c < 0x7f; }
+bool isGraphic(unsigned char c) {
+  return c > 0x20 && c < 0x7f;
+}
+bool isPrintable(unsigned char c) {
+  return c >= 0x20 && c < 0x7f;
+}
 
 bool keptByUrlEncode(unsigned char c) {
-  return c == ' ' || c == '*' || c == '-' || c == '.' || c == '/' ||
-         c == '@' || c == '_' || (c >= '0' && c <= '9') ||
-         (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+  return c == ' ' || c == '*' || c == '-' || c == '.' || c == '/' || c == '@' ||
+         c == '_' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
+         (c >= 'a' && c <= 'z');
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 #include "directory/vcard.h"
 
-#include <strings.h>
-
 #include <algorithm>
+#include <strings.h>
 
 namespace kestrel {
 namespace {

@@ -14,11 +14,11 @@ class Cgicc;
 namespace kestrel {
 
 struct Request {
-  cgicc::Cgicc& cgi;          // the parsed form and CGI environment
-  DomainSettings& settings;   // filled by readConfiguration
-  MapLinkSettings& map;       // DisplayMapURL segments and collected values
-  std::ostream& out;          // the response; std::cout in production
-  std::string domain;         // value of kestreldomain
+  cgicc::Cgicc& cgi;         // the parsed form and CGI environment
+  DomainSettings& settings;  // filled by readConfiguration
+  MapLinkSettings& map;      // DisplayMapURL segments and collected values
+  std::ostream& out;         // the response; std::cout in production
+  std::string domain;        // value of kestreldomain
   const char* configPath = kConfigPath;  // tests point it elsewhere
 };
 

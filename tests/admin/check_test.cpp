@@ -1,12 +1,13 @@
-#include <gtest/gtest.h>
+#include "admin/check.h"
 
+#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "admin/check.h"
-#include "support/case_text.h"
 #include "config/reader.h"
+
+#include "support/case_text.h"
 #include "support/slapd.h"
 
 namespace kestrel::admin {
@@ -30,13 +31,18 @@ void expectFindings(const std::string& what, const std::string& text,
                     const std::vector<std::string>& expected) {
   std::vector<Finding> found = checkConfiguration(text);
   const std::string all = what + "\n" + describe(found);
-  ASSERT_EQ(found.size(), expected.size()) << what << "\n" << text << "found:\n" << all;
+  ASSERT_EQ(found.size(), expected.size()) << what << "\n"
+                                           << text << "found:\n"
+                                           << all;
   for (std::size_t i = 0; i < found.size(); ++i) {
-    const std::string shown = std::to_string(found[i].line) +
-                              (found[i].severity == Severity::Error ? " E " : " W ");
+    const std::string shown =
+        std::to_string(found[i].line) +
+        (found[i].severity == Severity::Error ? " E " : " W ");
     EXPECT_EQ(expected[i].substr(0, shown.size()), shown) << all;
-    EXPECT_NE(found[i].message.find(expected[i].substr(shown.size())), std::string::npos)
-        << what << ": wanted \"" << expected[i] << "\" in\n" << all;
+    EXPECT_NE(found[i].message.find(expected[i].substr(shown.size())),
+              std::string::npos)
+        << what << ": wanted \"" << expected[i] << "\" in\n"
+        << all;
     EXPECT_FALSE(found[i].fix.empty()) << what;
   }
 }
@@ -45,18 +51,21 @@ void expectFindings(const std::string& what, const std::string& text,
 TEST(Check, Cases) {
   std::vector<test::TextCase> cases = test::readTextCases("admin/check.cases");
   EXPECT_GT(cases.size(), 40u);
-  for (const test::TextCase& c : cases) expectFindings(c.name, c.input, c.expected);
+  for (const test::TextCase& c : cases)
+    expectFindings(c.name, c.input, c.expected);
 }
 
 TEST(Check, FixesNameTheLikelyMeaning) {
-  std::vector<Finding> near = checkConfiguration(std::string(kHead) + "Orgname:A:B\n");
+  std::vector<Finding> near =
+      checkConfiguration(std::string(kHead) + "Orgname:A:B\n");
   ASSERT_EQ(near.size(), 1u);
   EXPECT_NE(near[0].fix.find("\"OrgName\""), std::string::npos) << near[0].fix;
-  std::vector<Finding> url =
-      checkConfiguration(std::string(kHead) + "UrlReturnLink:http://www.example.org/\n");
+  std::vector<Finding> url = checkConfiguration(
+      std::string(kHead) + "UrlReturnLink:http://www.example.org/\n");
   ASSERT_EQ(url.size(), 1u);
-  EXPECT_EQ(url[0].fix, "write the address without its scheme, e.g. "
-                        "\"UrlReturnLink:www.example.org/\"");
+  EXPECT_EQ(url[0].fix,
+            "write the address without its scheme, e.g. "
+            "\"UrlReturnLink:www.example.org/\"");
 }
 
 // The shapes must match what the reader reads: a line with exactly as many
@@ -73,7 +82,8 @@ TEST(Check, DirectiveShapesMatchTheReader) {
   };
   for (const DirectiveShape& shape : directiveShapes()) {
     std::string line(shape.name);
-    for (std::size_t i = 0; i < shape.segments.size(); ++i) line += ":v" + std::to_string(i);
+    for (std::size_t i = 0; i < shape.segments.size(); ++i)
+      line += ":v" + std::to_string(i);
     std::istringstream in("START:x\n" + line + "\n");
     DomainSettings s;
     MapLinkSettings m;
@@ -81,13 +91,15 @@ TEST(Check, DirectiveShapesMatchTheReader) {
     readConfigurationFrom(in, s, m, "x", ServerEnvironment{}, &last);
     EXPECT_EQ(last.directive, shape.name) << line;
     ASSERT_EQ(last.segments.size(), shape.segments.size()) << line;
-    EXPECT_EQ(last.segments.back(), "v" + std::to_string(shape.segments.size() - 1))
+    EXPECT_EQ(last.segments.back(),
+              "v" + std::to_string(shape.segments.size() - 1))
         << line;
   }
 }
 
 TEST(Check, SampleConfigurationIsClean) {
-  std::string text = test::readFile(test::testDataPath("../../deploy/sample/kestrel.conf"));
+  std::string text =
+      test::readFile(test::testDataPath("../../deploy/sample/kestrel.conf"));
   ASSERT_FALSE(text.empty());
   std::vector<Finding> found = checkConfiguration(text);
   EXPECT_TRUE(found.empty()) << describe(found);
@@ -98,8 +110,9 @@ TEST(Check, ReportsAndStatus) {
       std::string(kHead) + "LdapServer: ldap\nDeleteEntry:yes\n");
   EXPECT_EQ(findingsText("k.conf", findings),
             test::readFile(test::testDataPath("admin/report.expected")));
-  EXPECT_EQ(findingsJson("k\"1.conf", {{3, Severity::Warning, "x", "a\rb\xff", "f"}}),
-            test::readFile(test::testDataPath("admin/report.json.expected")));
+  EXPECT_EQ(
+      findingsJson("k\"1.conf", {{3, Severity::Warning, "x", "a\rb\xff", "f"}}),
+      test::readFile(test::testDataPath("admin/report.json.expected")));
   const Finding warning{1, Severity::Warning, "", "w", "f"};
   const Finding error{2, Severity::Error, "", "e", "f"};
   EXPECT_EQ(checkStatus({}, true), 0);

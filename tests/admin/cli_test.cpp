@@ -1,10 +1,9 @@
-#include <gtest/gtest.h>
+#include "admin/cli.h"
 
+#include <gtest/gtest.h>
+#include <sstream>
 #include <sys/stat.h>
 
-#include <sstream>
-
-#include "admin/cli.h"
 #include "admin/config_file.h"
 #include "admin/show.h"
 #include "support/form_input.h"
@@ -39,13 +38,18 @@ TEST(Cli, FilesThatCannotBeUsed) {
   } cases[] = {
       {dir.file("missing.conf"), "cannot be opened: No such file or directory"},
       {dir.path(), "is a directory"},
-      {dir.write("binary.conf", binary), "is not a text file (NUL byte on line 2)"},
-      {dir.write("huge.conf", std::string(kMaxConfigBytes + 1, '#')), "is too large"},
+      {dir.write("binary.conf", binary),
+       "is not a text file (NUL byte on line 2)"},
+      {dir.write("huge.conf", std::string(kMaxConfigBytes + 1, '#')),
+       "is too large"},
       {fifo, "is not a regular file"},
   };
   for (const Case& c : cases) {
-    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {"check", c.path}, {"show", "x", c.path}, {"forms", "x", c.path, "--page=search"}}) {
+    for (const std::vector<std::string>& args :
+         std::vector<std::vector<std::string>>{
+             {"check", c.path},
+             {"show", "x", c.path},
+             {"forms", "x", c.path, "--page=search"}}) {
       AdminRun r = admin(args);
       EXPECT_EQ(r.status, 2) << args[0] << " " << c.path;
       EXPECT_EQ(r.out, "") << args[0] << " " << c.path;
@@ -58,25 +62,36 @@ TEST(Cli, FilesThatCannotBeUsed) {
 TEST(Cli, CheckStatusAndFormats) {
   test::TempDir dir;
   std::string clean = dir.write("clean.conf", "START:x\nUpdateModify:F\n");
-  std::string warned = dir.write("warned.conf", "START:x\nUpdateModify:F\nLdapServer: h\n");
-  std::string broken = dir.write("broken.conf", "START:x\nUpdateModify:F\nDeleteEntry:yes\n");
+  std::string warned =
+      dir.write("warned.conf", "START:x\nUpdateModify:F\nLdapServer: h\n");
+  std::string broken =
+      dir.write("broken.conf", "START:x\nUpdateModify:F\nDeleteEntry:yes\n");
   EXPECT_EQ(admin({"check", clean}).status, 0);
   EXPECT_EQ(admin({"check", warned}).status, 0);
   EXPECT_EQ(admin({"check", "--strict", warned}).status, 1);
   EXPECT_EQ(admin({"check", broken}).status, 2);
   AdminRun empty = admin({"check", dir.write("empty.conf", "")});
   EXPECT_EQ(empty.status, 2);
-  EXPECT_NE(empty.out.find("the file is empty"), std::string::npos) << empty.out;
+  EXPECT_NE(empty.out.find("the file is empty"), std::string::npos)
+      << empty.out;
   AdminRun json = admin({"check", "--format=json", broken});
   EXPECT_EQ(json.out.rfind("{\n  \"file\": ", 0), 0u) << json.out;
-  EXPECT_NE(json.out.find("\"line\": 3, \"severity\": \"error\""), std::string::npos) << json.out;
+  EXPECT_NE(json.out.find("\"line\": 3, \"severity\": \"error\""),
+            std::string::npos)
+      << json.out;
 }
 
 TEST(Cli, UsageErrors) {
   for (std::vector<std::string> args :
-       {std::vector<std::string>{}, {"frobnicate"}, {"check", "--colour"},
-        {"check", "a", "b"}, {"show"}, {"forms", "x"}, {"forms", "x", "--page=edit"},
-        {"forms", "x", "--page=add", "--out=/tmp"}, {"show", "x", "--server-port=http"}}) {
+       {std::vector<std::string>{},
+        {"frobnicate"},
+        {"check", "--colour"},
+        {"check", "a", "b"},
+        {"show"},
+        {"forms", "x"},
+        {"forms", "x", "--page=edit"},
+        {"forms", "x", "--page=add", "--out=/tmp"},
+        {"show", "x", "--server-port=http"}}) {
     AdminRun r = admin(args);
     EXPECT_EQ(r.status, 2) << (args.empty() ? "" : args[0]);
     EXPECT_NE(r.err.find("usage: kestrel-admin"), std::string::npos) << r.err;
@@ -103,13 +118,16 @@ TEST(Show, AgreesWithTheProgramsReader) {
     cgicc::Cgicc cgi(&input);
     DomainSettings settings;
     MapLinkSettings map;
-    ASSERT_EQ(readConfiguration(cgi, settings, map, c.domain, path.c_str()), "");
-    AdminRun text = admin({"show", c.domain, path, "--server-name=www.example.org",
-                      "--server-port=8080"});
+    ASSERT_EQ(readConfiguration(cgi, settings, map, c.domain, path.c_str()),
+              "");
+    AdminRun text =
+        admin({"show", c.domain, path, "--server-name=www.example.org",
+               "--server-port=8080"});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out, settingsText(settings, map)) << c.domain;
-    AdminRun json = admin({"show", "--format=json", c.domain, path,
-                      "--server-name=www.example.org", "--server-port=8080"});
+    AdminRun json =
+        admin({"show", "--format=json", c.domain, path,
+               "--server-name=www.example.org", "--server-port=8080"});
     EXPECT_EQ(json.out, settingsJson(c.domain, settings, map)) << c.domain;
   }
 }
@@ -122,12 +140,14 @@ TEST(Show, TextMakesWrappingAndCarriageReturnsVisible) {
   ASSERT_EQ(r.error, "");
   std::string text = settingsText(r.settings, r.map);
   // Each line of the file is one line of the text.
-  std::istringstream lines(test::readFile(test::testDataPath("admin/show-lines.expected")));
+  std::istringstream lines(
+      test::readFile(test::testDataPath("admin/show-lines.expected")));
   for (std::string line; std::getline(lines, line);)
-    EXPECT_NE(text.find(line + "\n"), std::string::npos) << line << " in\n" << text;
+    EXPECT_NE(text.find(line + "\n"), std::string::npos) << line << " in\n"
+                                                         << text;
   const std::string json = settingsJson("odd", r.settings, r.map);
-  for (const char* part : {"\"PageType\": \"HtmlExtra\\r\"", "\"ObjectClass\": []",
-                           "\"wildcardBefore\": true"})
+  for (const char* part : {"\"PageType\": \"HtmlExtra\\r\"",
+                           "\"ObjectClass\": []", "\"wildcardBefore\": true"})
     EXPECT_NE(json.find(part), std::string::npos) << part << " in\n" << json;
 }
 
@@ -139,8 +159,10 @@ TEST(Show, ReadingErrorsAreThoseOfTheProgram) {
   } cases[] = {
       {dir.write("other.conf", "START:other\n"),
        "ERROR: No domain defined for x in <TT>/etc/kestrel.conf</TT>."},
-      {dir.write("v2.conf", "version:2\nSTART:x\n"), "Configuration file version: 2"},
-      {dir.write("program.conf", "program:other\nSTART:x\n"), "Looking for program name kestrel."},
+      {dir.write("v2.conf", "version:2\nSTART:x\n"),
+       "Configuration file version: 2"},
+      {dir.write("program.conf", "program:other\nSTART:x\n"),
+       "Looking for program name kestrel."},
       {dir.file("none.conf"), "File SYS_CONFIG_FILE could not be opened"},
   };
   for (const Case& c : cases) {

@@ -1,12 +1,12 @@
-#include <gtest/gtest.h>
+#include "admin/forms.h"
 
+#include <gtest/gtest.h>
 #include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 
 #include "admin/cli.h"
-#include "admin/forms.h"
 #include "admin/show.h"
 #include "support/cgi_run.h"
 #include "support/slapd.h"
@@ -35,7 +35,8 @@ struct Submission {
 
 std::string attribute(const std::string& tag, const std::string& name) {
   std::smatch m;
-  if (std::regex_search(tag, m, std::regex(" " + name + "=\"([^\"]*)\""))) return m[1];
+  if (std::regex_search(tag, m, std::regex(" " + name + "=\"([^\"]*)\"")))
+    return m[1];
   return "";
 }
 
@@ -49,45 +50,56 @@ Submission fillIn(const std::string& page,
   // "$(name)" is the visitor's entry in the input of that name.
   const bool wml = page.find("<go ") != std::string::npos;
   std::smatch m;
-  if (!std::regex_search(page, m, std::regex(wml ? "<go [^>]*>" : "<form [^>]*>"))) return s;
+  if (!std::regex_search(page, m,
+                         std::regex(wml ? "<go [^>]*>" : "<form [^>]*>")))
+    return s;
   s.action = attribute(m[0], wml ? "href" : "action");
   s.method = attribute(m[0], "method");
   std::regex fields(wml ? "<postfield [^>]*>" : "<(input|select) [^>]*>");
-  for (std::sregex_iterator i(page.begin(), page.end(), fields), end; i != end; ++i) {
+  for (std::sregex_iterator i(page.begin(), page.end(), fields), end; i != end;
+       ++i) {
     const std::string tag = (*i)[0];
-    const std::string name = attribute(tag, "name"), type = attribute(tag, "type");
+    const std::string name = attribute(tag, "name"),
+                      type = attribute(tag, "type");
     std::string value = attribute(tag, "value");
-    if (type == "submit") continue;
+    if (type == "submit")
+      continue;
     if (wml ? value == "$(" + name + ")" : type != "hidden") {
       if (wml) {
-        EXPECT_NE(page.find("name=\"" + name + "\""), std::string::npos) << name;
+        EXPECT_NE(page.find("name=\"" + name + "\""), std::string::npos)
+            << name;
       }
       auto found = entries.find(name);
       EXPECT_NE(found, entries.end()) << "page asks for " << name;
       used.insert(name);
       value = found == entries.end() ? std::string() : found->second;
       if (tag.rfind("<select", 0) == 0) {
-        EXPECT_NE(page.find("<option value=\"" + value + "\""), std::string::npos)
+        EXPECT_NE(page.find("<option value=\"" + value + "\""),
+                  std::string::npos)
             << "no option " << value;
       }
     }
     s.fields.emplace_back(name, value);
   }
-  for (const auto& e : entries) EXPECT_TRUE(used.count(e.first)) << "no field " << e.first;
+  for (const auto& e : entries)
+    EXPECT_TRUE(used.count(e.first)) << "no field " << e.first;
   return s;
 }
 
 CgiResult submit(const std::string& config, const Submission& s) {
   EXPECT_EQ(s.action, "/cgi-bin/kestrel.cgi");
-  return s.method == "get" ? test::runCgi(test::getRequest(config, test::formBody(s.fields)))
-                           : test::runCgi(test::postRequest(config, test::formBody(s.fields)));
+  return s.method == "get"
+             ? test::runCgi(test::getRequest(config, test::formBody(s.fields)))
+             : test::runCgi(
+                   test::postRequest(config, test::formBody(s.fields)));
 }
 
 std::string generated(const std::string& config, const std::string& page) {
   test::TempDir dir;
   std::ostringstream out, err;
-  int status = runAdmin({"forms", "people", dir.write("k.conf", config), "--page=" + page},
-                        out, err);
+  int status = runAdmin(
+      {"forms", "people", dir.write("k.conf", config), "--page=" + page}, out,
+      err);
   EXPECT_EQ(status, 0) << err.str();
   return out.str();
 }
@@ -95,19 +107,23 @@ std::string generated(const std::string& config, const std::string& page) {
 // The generated pages drive the real program: a search by a selector and
 // an addition that lands in the directory.
 TEST(Forms, GeneratedPagesWorkEndToEnd) {
-  if (!test::canRunCgi()) GTEST_SKIP() << "needs root for the mount namespace";
-  test::Slapd slapd("dc=example,dc=com", test::readFile(test::testDataPath("write-people.ldif")));
+  if (!test::canRunCgi())
+    GTEST_SKIP() << "needs root for the mount namespace";
+  test::Slapd slapd("dc=example,dc=com",
+                    test::readFile(test::testDataPath("write-people.ldif")));
   struct Case {
     const char* pageType;
     const char* added;
-  } cases[] = {{"HtmlExtra", "Zed Quill"}, {"WmlMinimal", "Wim Quill"},
+  } cases[] = {{"HtmlExtra", "Zed Quill"},
+               {"WmlMinimal", "Wim Quill"},
                {"HtmlMinimal", "Hal Quill"}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.pageType);
     std::string config = configFor(slapd.port(), c.pageType);
 
-    Submission search = fillIn(generated(config, "search"),
-                               {{"selectoption", "by surname"}, {"searchfor", "Lee"}});
+    Submission search =
+        fillIn(generated(config, "search"),
+               {{"selectoption", "by surname"}, {"searchfor", "Lee"}});
     EXPECT_EQ(search.method, "get");
     CgiResult found = submit(config, search);
     EXPECT_EQ(found.exitStatus, 0) << found.err;
@@ -116,12 +132,16 @@ TEST(Forms, GeneratedPagesWorkEndToEnd) {
 
     std::string given(c.added, 3);
     Submission add = fillIn(generated(config, "add"),
-                            {{"first", given}, {"last", "Quill"}, {"email", ""},
+                            {{"first", given},
+                             {"last", "Quill"},
+                             {"email", ""},
                              {"addpassword", test::Slapd::kRootPassword}});
     EXPECT_EQ(add.method, "post");
     CgiResult added = submit(config, add);
     EXPECT_EQ(added.exitStatus, 0) << added.err;
-    EXPECT_NE(slapd.search("dc=example,dc=com", std::string("(cn=") + c.added + ")", "sn")
+    EXPECT_NE(slapd
+                  .search("dc=example,dc=com",
+                          std::string("(cn=") + c.added + ")", "sn")
                   .find("sn: Quill"),
               std::string::npos)
         << added.out;
@@ -138,10 +158,12 @@ TEST(Forms, PagesFollowTheConfiguration) {
   EXPECT_EQ(formAction(r.settings), "/bin/kestrel.cgi");
   std::string search = searchPage(r.settings, "d");
   // One option per field with a selector text, the value escaped.
-  EXPECT_NE(search.find("<option value=\"n&quot;q\" >Name</option>"), std::string::npos)
+  EXPECT_NE(search.find("<option value=\"n&quot;q\" >Name</option>"),
+            std::string::npos)
       << search;
   EXPECT_EQ(search.find("Surname"), std::string::npos) << search;
-  EXPECT_NE(search.find("<title>A&amp;B.Co: Search</title>"), std::string::npos) << search;
+  EXPECT_NE(search.find("<title>A&amp;B.Co: Search</title>"), std::string::npos)
+      << search;
   std::string add = addPage(r.settings, "d");
   EXPECT_NE(add.find(">givenName *</label>"), std::string::npos) << add;
   EXPECT_NE(add.find(">mail</label>"), std::string::npos) << add;
@@ -149,15 +171,19 @@ TEST(Forms, PagesFollowTheConfiguration) {
   r.settings.PageType = "WmlMinimal";
   EXPECT_EQ(pageExtension(r.settings), "wml");
   std::string wml = searchPage(r.settings, "d$1");
-  EXPECT_NE(wml.find("<postfield name=\"kestreldomain\" value=\"d$$1\"/>"), std::string::npos)
+  EXPECT_NE(wml.find("<postfield name=\"kestreldomain\" value=\"d$$1\"/>"),
+            std::string::npos)
       << wml;
 }
 
 TEST(Forms, OutWritesBothPagesAndSkipsAnEmptyAddForm) {
   test::TempDir dir;
-  std::string config = dir.write("k.conf", "START:d\nfield:cn:T:T:Name:name:T:T:F:30:0:fn:T\n");
+  std::string config =
+      dir.write("k.conf", "START:d\nfield:cn:T:T:Name:name:T:T:F:30:0:fn:T\n");
   std::ostringstream out, err;
-  EXPECT_EQ(runAdmin({"forms", "d", config, "--out=" + dir.path()}, out, err), 0) << err.str();
+  EXPECT_EQ(runAdmin({"forms", "d", config, "--out=" + dir.path()}, out, err),
+            0)
+      << err.str();
   EXPECT_EQ(out.str(), dir.file("search.html") + "\n");
   EXPECT_NE(err.str().find("no AddAttribute lines"), std::string::npos);
   EXPECT_NE(test::readFile(dir.file("search.html")).find("name=\"searchfor\""),

@@ -14,7 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 double millisecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+  return std::chrono::duration<double, std::milli>(Clock::now() - start)
+      .count();
 }
 
 // Reads the file as a request to www.example.org port 8080 would.
@@ -37,7 +38,9 @@ TEST(ReadConfiguration, ReadsTheFileWithTheServerOfTheRequest) {
   EXPECT_EQ(s.OrgName + s.LdapServer + s.WebServer, "");
   EXPECT_EQ(s.LdapPort + s.WebServerPort, 0);
   TempDir dir;
-  EXPECT_EQ(readFileAs(dir.write("k.conf", "START:x\nOrgName:A:B\n"), "x", s, map), "");
+  EXPECT_EQ(
+      readFileAs(dir.write("k.conf", "START:x\nOrgName:A:B\n"), "x", s, map),
+      "");
   EXPECT_EQ(s.OrgName + " " + s.WebServer, "A.B www.example.org");
   EXPECT_EQ(s.WebServerPort, 8080);
 }
@@ -46,14 +49,17 @@ TEST(ReadConfiguration, ReadsTheFileWithTheServerOfTheRequest) {
 TEST(ReadConfiguration, TenThousandLinesReadQuickly) {
   std::string text = "program:kestrel\nversion:1.10\n";
   for (int d = 0; d < 200; ++d) {
-    text += "START:domain" + std::to_string(d) + "\n# people\n"
+    text += "START:domain" + std::to_string(d) +
+            "\n# people\n"
             "OrgName:Example:org\nLdapServer:ldap.example.org\n"
             "SearchBase:ou=people,dc=example,dc=org\nPageType:HtmlExtra\n";
     for (int f = 0; f < 40; ++f)
-      text += "field:attr" + std::to_string(f) + ":F:T:Label:sel:T:T:T:30:0:NOTE:F\n";
-    text += "UrlAttribute:labeledURI:T::Home\nAddAttribute:sn:sn:T\n"
-            "DisplayMapURL:T:T:maps.google.com/:Map:c:postalCode:st:l:street\n"
-            "AllowURLAccess:T\n";
+      text += "field:attr" + std::to_string(f) +
+              ":F:T:Label:sel:T:T:T:30:0:NOTE:F\n";
+    text +=
+        "UrlAttribute:labeledURI:T::Home\nAddAttribute:sn:sn:T\n"
+        "DisplayMapURL:T:T:maps.google.com/:Map:c:postalCode:st:l:street\n"
+        "AllowURLAccess:T\n";
   }
   TempDir dir;
   std::string path = dir.write("k.conf", text);
@@ -98,7 +104,8 @@ TEST(ReaderInput, AwkwardBytesAreKeptAsWritten) {
 
 TEST(ReaderInput, TenMegabytesTakeLinearTime) {
   std::string inBlock = "START:x\n";
-  while (inBlock.size() < (10u << 20)) inBlock += "SearchBase:dc=example,dc=org\n";
+  while (inBlock.size() < (10u << 20))
+    inBlock += "SearchBase:dc=example,dc=org\n";
   std::string oneLine(10u << 20, 'k');
   std::string colons = "START:x\nUrlAttribute" + std::string(10u << 20, ':');
   for (const std::string* text : {&inBlock, &oneLine, &colons}) {
@@ -116,14 +123,16 @@ class Recorder : public ConfigObserver {
             " " + std::string(l.key) + " [";
     for (std::size_t i = 0; i < l.segmentCount; ++i)
       text += (i ? "|" : "") + std::string(l.segments[i]);
-    text += std::string("] ") + (l.inBlock ? "in " : "out ") + std::string(l.directive) + "\n";
+    text += std::string("] ") + (l.inBlock ? "in " : "out ") +
+            std::string(l.directive) + "\n";
   }
   std::string text;
 };
 
 TEST(ReaderObserver, ReportsEachLineAsRead) {
   Recorder recorder;
-  ReadResult r = readText(readFile(testDataPath("config/observer.conf")), "x", &recorder);
+  ReadResult r =
+      readText(readFile(testDataPath("config/observer.conf")), "x", &recorder);
   EXPECT_NE(r.error, "");
   EXPECT_EQ(recorder.text, readFile(testDataPath("config/observer.expected")));
 }

@@ -7,8 +7,8 @@
 
 #include "admin/show.h"
 #include "admin/text_util.h"
-#include "support/case_text.h"
 #include "read_text.h"
+#include "support/case_text.h"
 
 namespace kestrel::test {
 namespace {
@@ -24,7 +24,8 @@ TEST(Reader, Cases) {
       EXPECT_EQ(a.value, "") << c.name;
     for (const std::string& line : c.expected) {
       EXPECT_NE(dump.find("\n" + line + "\n"), std::string::npos)
-          << c.name << ": wanted " << line << " from\n" << c.input << "in" << dump;
+          << c.name << ": wanted " << line << " from\n"
+          << c.input << "in" << dump;
     }
   }
 }

@@ -10,12 +10,14 @@ namespace {
 
 // Only a capital T is true; numbers follow atoi.
 TEST(Values, FlagsAndNumbers) {
-  std::vector<test::TextCase> cases = test::readTextCases("config/values.cases");
+  std::vector<test::TextCase> cases =
+      test::readTextCases("config/values.cases");
   EXPECT_EQ(cases.size(), 28u);
   for (const test::TextCase& c : cases) {
     std::string text = c.input.substr(0, c.input.size() - 1);
-    std::string value = c.name.rfind("flag", 0) == 0 ? (flagValue(text) ? "T" : "F")
-                                                     : std::to_string(numberValue(text));
+    std::string value = c.name.rfind("flag", 0) == 0
+                            ? (flagValue(text) ? "T" : "F")
+                            : std::to_string(numberValue(text));
     EXPECT_EQ(value, c.expected.at(0)) << c.name << " \"" << text << '"';
   }
 }

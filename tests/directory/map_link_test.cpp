@@ -26,8 +26,10 @@ MapLinkSettings springfield(const std::string& service) {
 TEST(MapUrl, EachKnownServiceGetsItsOwnQueryWithTheCountryPlaced) {
   for (const auto& row : test::tableRows("directory/map-url.tsv")) {
     MapLinkSettings map = springfield(row[0]);
-    if (!row[1].empty()) collectMapValue(map, "c", row[1]);
-    EXPECT_EQ(buildMapUrl(map), row[2]) << "service: " << row[0] << " country: " << row[1];
+    if (!row[1].empty())
+      collectMapValue(map, "c", row[1]);
+    EXPECT_EQ(buildMapUrl(map), row[2])
+        << "service: " << row[0] << " country: " << row[1];
   }
   MapLinkSettings prefixed = springfield("maps.example.net/");
   prefixed.addHttpScheme = true;
@@ -47,7 +49,8 @@ TEST(MapUrl, BuiltOnlyWithStateAndCityAttributeOrWithPostalCode) {
   EXPECT_EQ(buildMapUrl(map), std::nullopt) << "street and city only";
 
   collectMapValue(map, "st", "IL");
-  EXPECT_EQ(buildMapUrl(map), "maps.yahoo.com/maps_result?addr=&csz=Springfield%2C+IL");
+  EXPECT_EQ(buildMapUrl(map),
+            "maps.yahoo.com/maps_result?addr=&csz=Springfield%2C+IL");
   // The city attribute's name counts, not the collected city.
   map.cityAttribute.clear();
   EXPECT_EQ(buildMapUrl(map), std::nullopt) << "no city attribute";

@@ -8,8 +8,8 @@
 namespace kestrel::test {
 
 std::unique_ptr<Slapd> startReadDirectory() {
-  return std::make_unique<Slapd>("dc=example,dc=com",
-                                 readFile(testDataPath("directory/people.ldif")));
+  return std::make_unique<Slapd>(
+      "dc=example,dc=com", readFile(testDataPath("directory/people.ldif")));
 }
 
 std::unique_ptr<Slapd> startSizeLimitedDirectory() {
@@ -19,13 +19,14 @@ std::unique_ptr<Slapd> startSizeLimitedDirectory() {
 
 std::string peopleConfig(int port, const std::string& extra) {
   std::string config = readFile(testDataPath("directory/people.conf"));
-  return config.replace(config.find("@PORT@"), 6, std::to_string(port)) +
-         extra;
+  return config.replace(config.find("@PORT@"), 6, std::to_string(port)) + extra;
 }
 
 InProcessRequest::InProcessRequest(const std::string& config,
                                    const std::string& query)
-    : input(getVariables(query)), cgi(&input), rq{cgi, settings, map, out, "people"} {
+    : input(getVariables(query)),
+      cgi(&input),
+      rq{cgi, settings, map, out, "people"} {
   resetElementStates();
   std::istringstream in(config);
   EXPECT_EQ(readConfigurationFrom(in, settings, map, "people",

@@ -2,16 +2,17 @@
 // configuration, and a request run in this process against it.
 #pragma once
 
-#include <cgicc/Cgicc.h>
-
 #include <map>
 #include <memory>
 #include <sstream>
 #include <string>
 
+#include <cgicc/Cgicc.h>
+
+#include "web/request.h"
+
 #include "support/form_input.h"
 #include "support/slapd.h"
-#include "web/request.h"
 
 namespace kestrel::test {
 
@@ -24,7 +25,6 @@ std::unique_ptr<Slapd> startSizeLimitedDirectory();
 // The configuration of domain "people" for a server on `port`, then
 // `extra` lines (later scalars win).
 std::string peopleConfig(int port, const std::string& extra = "");
-
 
 // One request served in this process: configuration read from text, the
 // response collected in `out`.

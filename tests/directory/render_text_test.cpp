@@ -1,7 +1,6 @@
 #include "directory/render_text.h"
 
 #include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "directory/table_rows.h"
@@ -28,7 +27,8 @@ TEST(EntryName, JoinsSlotsOneToCWithTheCommaAfterK) {
     settings.field.resize(std::stoul(row[0]));
     settings.InfoDisplayNumberOfConcatenationAttributes = std::stoi(row[2]);
     settings.InfoDisplayCommaAfterAttributeNumber = std::stoi(row[3]);
-    const RenderMode mode = row[4] == "Info" ? RenderMode::Info : RenderMode::List;
+    const RenderMode mode =
+        row[4] == "Info" ? RenderMode::Info : RenderMode::List;
     const std::string what = row[1] + " C=" + row[2] + " K=" + row[3];
     EXPECT_EQ(entryName(settings, slotsOf(row[1]), mode), row[5]) << what;
     if (!row[6].empty()) {
@@ -42,15 +42,19 @@ TEST(ValueDecorations, LinkAndImageAssembleFlagPrefixAndValue) {
   for (const auto& r : test::tableRows("directory/link-image.tsv")) {
     std::ostringstream link, image;
     const bool scheme = r[0] == "1";
-    writeAttributeLink(link, slots, 1, UrlAttributeDefinition{"labeledURI", scheme, r[1], r[2]});
-    writeAttributeImage(image, slots, 1, ImgAttributeDefinition{"photo", scheme, r[1], r[2]});
+    writeAttributeLink(
+        link, slots, 1,
+        UrlAttributeDefinition{"labeledURI", scheme, r[1], r[2]});
+    writeAttributeImage(image, slots, 1,
+                        ImgAttributeDefinition{"photo", scheme, r[1], r[2]});
     EXPECT_EQ(link.str(), r[3]) << "text: " << r[2];
     EXPECT_EQ(image.str(), r[4]) << "text: " << r[2];
   }
 }
 
 TEST(ValueDecorations, WtaiLinksStripTheNumberAndNameSlotsTwoAndThree) {
-  const std::vector<EntrySlot> slots = slotsOf("key|Lee|Ann|~Lee|+1 (555) 010-1000");
+  const std::vector<EntrySlot> slots =
+      slotsOf("key|Lee|Ann|~Lee|+1 (555) 010-1000");
   for (const auto& row : test::tableRows("directory/wtai-links.tsv")) {
     std::ostringstream out;
     writeWtaiLinks(out, slots, 4,

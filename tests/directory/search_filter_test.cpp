@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "directory/search_request.h"
@@ -57,13 +56,13 @@ TEST(SearchFilter, BlanksOnlyGiveNoFilterAtAll) {
 
 TEST(SearchFilter, OptionChoosesTheFirstRowWithThatSelector) {
   DomainSettings settings;
-  settings.field = {row("cn", "Name", false, false),
-                    row("sn", "Surname", false, false),
-                    row("cn", "Exact", false, true),
-                    row("mail", "Surname", true, true),
-                    row("uid", "", false, false)};
+  settings.field = {
+      row("cn", "Name", false, false), row("sn", "Surname", false, false),
+      row("cn", "Exact", false, true), row("mail", "Surname", true, true),
+      row("uid", "", false, false)};
   for (const auto& r : test::tableRows("directory/filter-selector.tsv")) {
-    EXPECT_EQ(buildSearchFilter(settings, &r.at(0), "smith"), r.at(1)) << "option: " << r[0];
+    EXPECT_EQ(buildSearchFilter(settings, &r.at(0), "smith"), r.at(1))
+        << "option: " << r[0];
     EXPECT_EQ(settings.fieldCursor, std::stoul(r.at(2))) << "option: " << r[0];
   }
 }

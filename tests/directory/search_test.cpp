@@ -37,7 +37,8 @@ class DirectorySearch : public ::testing::Test {
     InProcessRequest request(
         peopleConfig(port != 0 ? port : slapd_->port(), extra), "");
     int result = searchAndRender(request.rq, server, mode, filter);
-    if (status != nullptr) *status = result;
+    if (status != nullptr)
+      *status = result;
     return request.out.str();
   }
 
@@ -56,10 +57,11 @@ TEST_F(DirectorySearch, FailuresAreReportedInThePageType) {
   for (const auto& row : tableRows("directory/search-failures.tsv")) {
     const std::string name = row[0] + "-" + row[1];
     int status = 0;
-    std::string page = search(row[4] + "PageType:" + row[1] + "\n", RenderMode::List,
-                              row[3], &status, row[0] == "not-listening" ? silent : 0,
-                              row[2]);
-    EXPECT_EQ(page, readFile(testDataPath("directory/fail-" + name + ".expected")))
+    std::string page =
+        search(row[4] + "PageType:" + row[1] + "\n", RenderMode::List, row[3],
+               &status, row[0] == "not-listening" ? silent : 0, row[2]);
+    EXPECT_EQ(page,
+              readFile(testDataPath("directory/fail-" + name + ".expected")))
         << name;
     EXPECT_EQ(status, -1) << name;
   }
@@ -74,7 +76,8 @@ TEST_F(DirectorySearch, ReadBindUsesTheReadCredentialsOnlyWhenAsked) {
       "ReadPassword:T\nReadBindDn:cn=admin,dc=example,dc=com\nReadBindPw:secret\nPageType:Text\n",
       RenderMode::Info, "cn=Ann Lee", &status);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(page.rfind("Lee, Ann <br/>\nName:<br/>\nAnn Lee<br/>\n", 0), 0u) << page;
+  EXPECT_EQ(page.rfind("Lee, Ann <br/>\nName:<br/>\nAnn Lee<br/>\n", 0), 0u)
+      << page;
 }
 
 TEST_F(DirectorySearch, EmptyResultStillHasHeadAndFootCountingMinusOne) {
@@ -85,10 +88,13 @@ TEST_F(DirectorySearch, EmptyResultStillHasHeadAndFootCountingMinusOne) {
 TEST_F(DirectorySearch, HeadLabelsStartAfterTheConcatenatedName) {
   for (const auto& row : tableRows("directory/head-labels.tsv")) {
     std::string page =
-        search("InfoDisplayNumberOfConcatenationAttributes:" + row[0] + "\n" + kBareList,
+        search("InfoDisplayNumberOfConcatenationAttributes:" + row[0] + "\n" +
+                   kBareList,
                RenderMode::List, "cn=Nobody");
-    EXPECT_NE(page.find("<tr bgcolor=\"silver\" >" + row[1] + "<td>"), std::string::npos)
-        << "C=" << row[0] << "\n" << page;
+    EXPECT_NE(page.find("<tr bgcolor=\"silver\" >" + row[1] + "<td>"),
+              std::string::npos)
+        << "C=" << row[0] << "\n"
+        << page;
   }
 }
 
@@ -97,11 +103,16 @@ TEST_F(DirectorySearch, SizeLimitWarnsThenShowsWhatArrived) {
   std::string page =
       search("SearchBase:dc=big,dc=com\nPageType:HtmlExtra\n" + kBareList,
              RenderMode::List, "(objectClass=person)", nullptr, big->port());
-  EXPECT_EQ(page.rfind(readFile(testDataPath("directory/size-limit-start.expected")), 0),
-            0u) << page;
+  EXPECT_EQ(
+      page.rfind(readFile(testDataPath("directory/size-limit-start.expected")),
+                 0),
+      0u)
+      << page;
   // The warning left a paragraph open, so the foot's order flips.
-  EXPECT_NE(page.find(readFile(testDataPath("directory/size-limit-foot.expected"))),
-            std::string::npos) << page;
+  EXPECT_NE(
+      page.find(readFile(testDataPath("directory/size-limit-foot.expected"))),
+      std::string::npos)
+      << page;
 }
 
 TEST_F(DirectorySearch, IgnoredEntriesVanishUncounted) {
@@ -110,30 +121,33 @@ TEST_F(DirectorySearch, IgnoredEntriesVanishUncounted) {
   EXPECT_EQ(hidden.find("Hal Hidden"), std::string::npos);
   EXPECT_NE(hidden.find("Number of matches:7<"), std::string::npos);
 
-  std::string shown = search(list + "IgnoreType:\n", RenderMode::List, "(objectClass=person)");
+  std::string shown =
+      search(list + "IgnoreType:\n", RenderMode::List, "(objectClass=person)");
   EXPECT_NE(shown.find("Hal Hidden"), std::string::npos);
   EXPECT_NE(shown.find("Number of matches:8<"), std::string::npos);
 
-  EXPECT_EQ(search("IgnoreType:HiDdEn\n", RenderMode::Vcard, "cn=Hal Hidden"), "");
+  EXPECT_EQ(search("IgnoreType:HiDdEn\n", RenderMode::Vcard, "cn=Hal Hidden"),
+            "");
 }
 
 TEST_F(DirectorySearch, EntriesAreSortedIgnoringCase) {
   std::string page = search("PageType:Text\nAllowURLAccess:T\n",
                             RenderMode::List, "(objectClass=person)");
   std::vector<std::string> order;
-  for (std::size_t at = page.find("ldap://127.0.0.1/cn="); at != std::string::npos;
+  for (std::size_t at = page.find("ldap://127.0.0.1/cn=");
+       at != std::string::npos;
        at = page.find("ldap://127.0.0.1/cn=", at + 1)) {
     order.push_back(page.substr(at + 20, page.find(',', at) - at - 20));
   }
-  EXPECT_EQ(order, (std::vector<std::string>{"Ann Lee", "bob Stone",
-                                             "Carla J\xc3\xbcrgens", "Dan & Co",
-                                             "Eve Photo", "Pat Kim", "Pat Kim"}));
+  EXPECT_EQ(order, (std::vector<std::string>{
+                       "Ann Lee", "bob Stone", "Carla J\xc3\xbcrgens",
+                       "Dan & Co", "Eve Photo", "Pat Kim", "Pat Kim"}));
 }
 
 TEST_F(DirectorySearch, MisconfiguredNameWarnsOncePerMessage) {
-  std::string page = search(
-      "InfoDisplayNumberOfConcatenationAttributes:12\nPageType:Text\n",
-      RenderMode::Vcard, "cn=Ann Lee");
+  std::string page =
+      search("InfoDisplayNumberOfConcatenationAttributes:12\nPageType:Text\n",
+             RenderMode::Vcard, "cn=Ann Lee");
   const std::string warning =
       readFile(testDataPath("directory/too-many-name-fields.expected"));
   EXPECT_EQ(page.substr(0, warning.size()), warning);
@@ -144,11 +158,14 @@ TEST_F(DirectorySearch, MisconfiguredNameWarnsOncePerMessage) {
 
 TEST_F(DirectorySearch, DomainWithoutFieldsWritesNoRows) {
   // The "field" lines are overridden by nothing: a domain of its own.
-  InProcessRequest request("START:people\nLdapPort:" + std::to_string(slapd_->port()) +
-                               "\nSearchBase:dc=example,dc=com\n"
-                               "InfoDisplayNumberOfConcatenationAttributes:2\n",
-                           "");
-  EXPECT_EQ(searchAndRender(request.rq, "127.0.0.1", RenderMode::List, "cn=Ann Lee"), 0);
+  InProcessRequest request(
+      "START:people\nLdapPort:" + std::to_string(slapd_->port()) +
+          "\nSearchBase:dc=example,dc=com\n"
+          "InfoDisplayNumberOfConcatenationAttributes:2\n",
+      "");
+  EXPECT_EQ(
+      searchAndRender(request.rq, "127.0.0.1", RenderMode::List, "cn=Ann Lee"),
+      0);
   const std::string& page = request.out.str();
   EXPECT_EQ(page.find("<tr><td>"), std::string::npos) << page;
   EXPECT_NE(page.find("Number of matches:1<"), std::string::npos) << page;

@@ -13,16 +13,19 @@
 
 namespace kestrel::test {
 
-inline std::vector<std::vector<std::string>> tableRows(const std::string& name) {
+inline std::vector<std::vector<std::string>> tableRows(
+    const std::string& name) {
   std::vector<std::vector<std::string>> rows;
   std::istringstream in(readFile(testDataPath(name)));
   for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
+    if (line.empty() || line[0] == '#')
+      continue;
     std::vector<std::string> fields;
     std::istringstream cells(line);
     for (std::string cell; std::getline(cells, cell, '\t');)
       fields.push_back(unescape(cell));
-    if (line.back() == '\t') fields.push_back("");
+    if (line.back() == '\t')
+      fields.push_back("");
     rows.push_back(fields);
   }
   return rows;

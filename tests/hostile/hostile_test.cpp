@@ -3,12 +3,12 @@
 // leave the directory as it was unless a write was asked for, and stay
 // within a small multiple of its input in memory.
 #include <gtest/gtest.h>
-
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "directory/table_rows.h"
+
 #include "support/cgi_run.h"
 #include "support/slapd.h"
 #include "support/temp_dir.h"
@@ -33,7 +33,8 @@ std::string filled(const std::string& name, const std::string& key = "",
                    const std::string& value = "") {
   std::string text = readFile(testDataPath("hostile/" + name));
   for (std::size_t at = 0;
-       !key.empty() && (at = text.find("@" + key + "@", at)) != std::string::npos;
+       !key.empty() &&
+       (at = text.find("@" + key + "@", at)) != std::string::npos;
        at += value.size())
     text.replace(at, key.size() + 2, value);
   return text;
@@ -52,13 +53,16 @@ std::string binaryValue() {
 // The entries of hostile.ldif (NUL bytes and binaryValue()), a 1 MB text,
 // and 5,000 attribute descriptions (language tags make each one distinct).
 std::string hostileLdif() {
-  std::string ldif = filled("hostile.ldif") +
+  std::string ldif =
+      filled("hostile.ldif") +
       "dn: cn=Big Value,dc=example,dc=com\nobjectClass: inetOrgPerson\n"
-      "cn: Big Value\nsn: Value\ndescription: " + std::string(kMegabyte, 'v') +
+      "cn: Big Value\nsn: Value\ndescription: " +
+      std::string(kMegabyte, 'v') +
       "\n\ndn: cn=Many Attributes,dc=example,dc=com\nobjectClass: inetOrgPerson\n"
       "cn: Many Attributes\nsn: Many\n";
   for (int i = 0; i < 5000; ++i)
-    ldif += "description;lang-x" + std::to_string(i) + ": value " + std::to_string(i) + "\n";
+    ldif += "description;lang-x" + std::to_string(i) + ": value " +
+            std::to_string(i) + "\n";
   return ldif + "\n";
 }
 
@@ -88,24 +92,29 @@ struct Expected {
   bool whole = true;
 };
 
-Expected exactly(const std::string& page) { return {page, "", "", true}; }
+Expected exactly(const std::string& page) {
+  return {page, "", "", true};
+}
 
 Expected framed(const std::string& start, const std::string& inside,
                 const std::string& end = kHtmlFooter) {
   return {start, inside, end, false};
 }
 
-void expectPage(const std::string& out, const Expected& e, const std::string& what) {
+void expectPage(const std::string& out, const Expected& e,
+                const std::string& what) {
   if (e.whole) {
     EXPECT_TRUE(out == e.page) << what << ": response differs (" << out.size()
                                << " bytes, " << e.page.size() << " expected)\n"
                                << out.substr(0, 2000);
     return;
   }
-  EXPECT_EQ(out.compare(0, e.page.size(), e.page), 0) << what << "\n" << out.substr(0, 2000);
+  EXPECT_EQ(out.compare(0, e.page.size(), e.page), 0) << what << "\n"
+                                                      << out.substr(0, 2000);
   EXPECT_TRUE(out.size() >= e.end.size() &&
               out.compare(out.size() - e.end.size(), e.end.size(), e.end) == 0)
-      << what << ": ends with\n" << out.substr(out.size() > 500 ? out.size() - 500 : 0);
+      << what << ": ends with\n"
+      << out.substr(out.size() > 500 ? out.size() - 500 : 0);
   EXPECT_NE(out.find(e.inside), std::string::npos) << what;
 }
 
@@ -118,21 +127,29 @@ Expected deleteConfirmation(const std::string& entry) {
 class Hostile : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    if (canRunCgi()) directory_ = new Slapd(kBase, hostileLdif());
+    if (canRunCgi())
+      directory_ = new Slapd(kBase, hostileLdif());
   }
   static void TearDownTestSuite() {
     delete directory_;
     directory_ = nullptr;
   }
   void SetUp() override {
-    if (!canRunCgi()) GTEST_SKIP() << kNeedsRoot;
+    if (!canRunCgi())
+      GTEST_SKIP() << kNeedsRoot;
     config_ = acmeConfig(directory_->port());
   }
 
   // Requests of the domain "acme" with more fields.
-  CgiRun get(const std::string& q) { return getRequest(config_, "kestreldomain=acme&" + q); }
-  CgiRun post(const std::string& b) { return postRequest(config_, "kestreldomain=acme&" + b); }
-  static std::string snapshot() { return directory_->search(kBase, "(objectClass=*)", "*"); }
+  CgiRun get(const std::string& q) {
+    return getRequest(config_, "kestreldomain=acme&" + q);
+  }
+  CgiRun post(const std::string& b) {
+    return postRequest(config_, "kestreldomain=acme&" + b);
+  }
+  static std::string snapshot() {
+    return directory_->search(kBase, "(objectClass=*)", "*");
+  }
 
   // The memory a run may take: what a request that reaches the directory
   // needs, plus a small multiple of the input (request, configuration and
@@ -140,8 +157,10 @@ class Hostile : public ::testing::Test {
   static long allowedKib(std::size_t inputBytes) {
     static const long baseline =
         runMeasured(getRequest(acmeConfig(directory_->port()),
-                               "kestreldomain=acme&info=Ann+Lee")).second;
-    return baseline + kCopies * static_cast<long>(inputBytes / 1024) + kSlackKib;
+                               "kestreldomain=acme&info=Ann+Lee"))
+            .second;
+    return baseline + kCopies * static_cast<long>(inputBytes / 1024) +
+           kSlackKib;
   }
 #if defined(__SANITIZE_ADDRESS__)
   // Redzones around every small block, and its allocator's own regions.
@@ -163,14 +182,16 @@ class Hostile : public ::testing::Test {
   void expectReadOnly(const std::vector<Case>& cases) {
     const std::string before = snapshot();
     for (const Case& c : cases) {
-      std::size_t input = c.run.input.size() + c.run.config.size() + c.directoryBytes;
+      std::size_t input =
+          c.run.input.size() + c.run.config.size() + c.directoryBytes;
       for (const auto& variable : c.run.env) input += variable.second.size();
       auto [result, peakKib] = runMeasured(c.run);
       EXPECT_EQ(result.exitStatus, 0) << c.what << " " << result.err;
       EXPECT_EQ(result.err, "") << c.what;
       expectPage(result.out, c.expected, c.what);
       EXPECT_LE(peakKib, allowedKib(input))
-          << c.what << ": peak " << peakKib << " KiB for " << input / 1024 << " KiB of input";
+          << c.what << ": peak " << peakKib << " KiB for " << input / 1024
+          << " KiB of input";
       RecordProperty(c.what, std::to_string(peakKib) + " KiB");
       EXPECT_TRUE(snapshot() == before) << c.what << " changed the directory";
     }
@@ -183,12 +204,15 @@ class Hostile : public ::testing::Test {
     for (const auto& r : tableRows("hostile/" + table)) {
       std::string inside;
       for (long n = std::stol(r[4]); n > 0; --n) inside += r[3];
-      Expected expected = r[2] == "vcard" ? framed(kVcardStart, inside, "\nend:vcard\n")
-                          : r[2] == "delete" ? deleteConfirmation(inside)
-                          : r[2][0] == '='   ? exactly(filled(r[2].substr(1)))
-                                             : framed(htmlExtraHeader(r[2]), inside);
-      cases.push_back({r[0], r[1][0] == '?' ? getRequest(config_, r[1].substr(1)) : get(r[1]),
-                       expected, std::stoul(r[5])});
+      Expected expected =
+          r[2] == "vcard"    ? framed(kVcardStart, inside, "\nend:vcard\n")
+          : r[2] == "delete" ? deleteConfirmation(inside)
+          : r[2][0] == '='   ? exactly(filled(r[2].substr(1)))
+                             : framed(htmlExtraHeader(r[2]), inside);
+      cases.push_back(
+          {r[0],
+           r[1][0] == '?' ? getRequest(config_, r[1].substr(1)) : get(r[1]),
+           expected, std::stoul(r[5])});
     }
     return cases;
   }
@@ -206,15 +230,18 @@ TEST_F(Hostile, LargeBodies) {
     const std::string mb = std::to_string(size / kMegabyte) + " MB";
     const std::string junk(size, 'j');
     cases.push_back({mb + " urlencoded body", post("junk=" + junk), fallback_});
-    cases.push_back({mb + " multipart body",
-                     multipartRequest(config_, {{"kestreldomain", "acme"}, {"junk", junk}}),
-                     fallback_});
-    cases.push_back({mb + " delete confirmation value", post("createdeleteform=" + junk),
+    cases.push_back(
+        {mb + " multipart body",
+         multipartRequest(config_, {{"kestreldomain", "acme"}, {"junk", junk}}),
+         fallback_});
+    cases.push_back({mb + " delete confirmation value",
+                     post("createdeleteform=" + junk),
                      deleteConfirmation(junk)});
   }
   // The kernel passes no environment string beyond 128 KiB, so this is the
   // longest query string a web server can hand over.
-  cases.push_back({"120 KiB query string", get("junk=" + std::string(120 << 10, 'q')), fallback_});
+  cases.push_back({"120 KiB query string",
+                   get("junk=" + std::string(120 << 10, 'q')), fallback_});
   expectReadOnly(cases);
 }
 
@@ -235,15 +262,22 @@ TEST_F(Hostile, BrokenEnvelopesAroundADelete) {
       {"multipart without a boundary",
        withEnv(multipart, "CONTENT_TYPE", "multipart/form-data"), noDomain},
       {"multipart with a wrong boundary",
-       withEnv(multipart, "CONTENT_TYPE", "multipart/form-data; boundary=zzz"), noDomain},
+       withEnv(multipart, "CONTENT_TYPE", "multipart/form-data; boundary=zzz"),
+       noDomain},
       {"multipart cut in the middle",
-       withEnv(truncated, "CONTENT_LENGTH", std::to_string(truncated.input.size())), fallback_},
+       withEnv(truncated, "CONTENT_LENGTH",
+               std::to_string(truncated.input.size())),
+       fallback_},
   };
-  for (const auto& [what, length] : Fields{{"beyond the body", "100000"}, {"zero", "0"},
-                                           {"negative", "-5"}, {"non-numeric", "lots"},
+  for (const auto& [what, length] : Fields{{"beyond the body", "100000"},
+                                           {"zero", "0"},
+                                           {"negative", "-5"},
+                                           {"non-numeric", "lots"},
                                            {"beyond 64 MiB", "999999999999"}})
-    cases.push_back({"CONTENT_LENGTH " + what,
-                     withEnv(postRequest(config_, body), "CONTENT_LENGTH", length), noDomain});
+    cases.push_back(
+        {"CONTENT_LENGTH " + what,
+         withEnv(postRequest(config_, body), "CONTENT_LENGTH", length),
+         noDomain});
   expectReadOnly(cases);
 }
 
@@ -254,7 +288,8 @@ TEST_F(Hostile, OddBytesAndManyFields) {
     manyTriggers += "&createdeleteform=x";
   }
   std::vector<Case> cases = casesOf("odd-requests.tsv");
-  cases.push_back({"10,000 form fields", postRequest(config_, "kestreldomain=acme" + manyFields),
+  cases.push_back({"10,000 form fields",
+                   postRequest(config_, "kestreldomain=acme" + manyFields),
                    fallback_});
   cases.push_back({"10,000 copies of a trigger field",
                    postRequest(config_, "kestreldomain=acme" + manyTriggers),
@@ -273,41 +308,53 @@ TEST_F(Hostile, HostileDirectoryValues) {
 
 TEST_F(Hostile, UpdateWithThreeHundredAttributes) {
   std::string fields;
-  Fields form = {{"kestreldomain", "acme"}, {"entrydn", "cn=Ann Lee,dc=example,dc=com"},
-                 {"ldapcn", "Ann Lee"}, {"updatepassword", "secret"}};
+  Fields form = {{"kestreldomain", "acme"},
+                 {"entrydn", "cn=Ann Lee,dc=example,dc=com"},
+                 {"ldapcn", "Ann Lee"},
+                 {"updatepassword", "secret"}};
   for (int i = 0; i < 300; ++i) {
     const std::string attribute = "description;lang-y" + std::to_string(i);
-    fields += "field:" + attribute + ":F:F:Note " + std::to_string(i) + "::F:F:T:20:0::F\n";
+    fields += "field:" + attribute + ":F:F:Note " + std::to_string(i) +
+              "::F:F:T:20:0::F\n";
     form.emplace_back(attribute, "note " + std::to_string(i));
   }
   const CgiResult result =
-      runMeasured(postRequest(acmeConfig(directory_->port(), fields), formBody(form))).first;
+      runMeasured(
+          postRequest(acmeConfig(directory_->port(), fields), formBody(form)))
+          .first;
   EXPECT_EQ(result.exitStatus, 0) << result.err;
   EXPECT_EQ(result.err, "");
   EXPECT_NE(result.out.find("<h2>Update Complete</h2>"), std::string::npos)
       << result.out.substr(0, 3000);
-  const std::string entry =
-      directory_->search("cn=Ann Lee,dc=example,dc=com", "(objectClass=*)", "-s base");
-  for (const char* line : {"description;lang-y0: note 0\n", "description;lang-y299: note 299\n",
-                           "description: plain\n"})
+  const std::string entry = directory_->search("cn=Ann Lee,dc=example,dc=com",
+                                               "(objectClass=*)", "-s base");
+  for (const char* line :
+       {"description;lang-y0: note 0\n", "description;lang-y299: note 299\n",
+        "description: plain\n"})
     EXPECT_NE(entry.find(line), std::string::npos) << line;
 }
 
 // A directory server that takes the connection and then answers nothing:
 // the web server's time limit ends the request, and nothing is written.
 TEST(HostileServer, StoppedServerLeavesTheDirectoryAlone) {
-  if (!canRunCgi()) GTEST_SKIP() << kNeedsRoot;
+  if (!canRunCgi())
+    GTEST_SKIP() << kNeedsRoot;
   Slapd stopped(kBase, hostileLdif());
   const std::string config = acmeConfig(stopped.port());
   const std::string before = stopped.search(kBase, "(objectClass=*)", "*");
-  const Fields update = {{"kestreldomain", "acme"}, {"entrydn", "cn=Ann Lee,dc=example,dc=com"},
-                         {"updatepassword", "secret"}, {"sn", "Changed"}};
-  const Fields add = {{"kestreldomain", "acme"}, {"adddn", "1"}, {"addpassword", "secret"}};
+  const Fields update = {{"kestreldomain", "acme"},
+                         {"entrydn", "cn=Ann Lee,dc=example,dc=com"},
+                         {"updatepassword", "secret"},
+                         {"sn", "Changed"}};
+  const Fields add = {
+      {"kestreldomain", "acme"}, {"adddn", "1"}, {"addpassword", "secret"}};
   std::pair<std::string, CgiRun> rows[] = {
       {"deletion", postRequest(config, formBody(kDeleteFields))},
       {"update", postRequest(config, formBody(update))},
       {"addition", postRequest(config, formBody(add))},
-      {"search", getRequest(config, "kestreldomain=acme&selectoption=Name&searchfor=Ann")},
+      {"search",
+       getRequest(config,
+                  "kestreldomain=acme&selectoption=Name&searchfor=Ann")},
   };
   stopped.pause();
   for (auto& [what, run] : rows) {

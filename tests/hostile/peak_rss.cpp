@@ -1,18 +1,18 @@
 // Runs kestrel.cgi as its child, then writes the child's peak resident set
 // (KiB) to the file named by KESTREL_PEAK_FILE and ends as the child ended.
+#include <cstdio>
+#include <cstdlib>
 #include <signal.h>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
 int main(int, char** argv) {
   pid_t pid = fork();
-  if (pid < 0) return 127;
+  if (pid < 0)
+    return 127;
   if (pid == 0) {
     // A time limit that kills this process takes the program with it.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -29,7 +29,8 @@ int main(int, char** argv) {
   }
   int status = 0;
   struct rusage usage {};
-  if (wait4(pid, &status, 0, &usage) < 0) return 127;
+  if (wait4(pid, &status, 0, &usage) < 0)
+    return 127;
   if (const char* path = std::getenv("KESTREL_PEAK_FILE")) {
     if (std::FILE* file = std::fopen(path, "w")) {
       std::fprintf(file, "%ld\n", usage.ru_maxrss);

@@ -21,7 +21,10 @@ inline std::string unescape(const std::string& text) {
       out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
       i += 2;
     } else {
-      out += text[i] == 'n' ? '\n' : text[i] == 'r' ? '\r' : text[i] == '0' ? '\0' : text[i];
+      out += text[i] == 'n'   ? '\n'
+             : text[i] == 'r' ? '\r'
+             : text[i] == '0' ? '\0'
+                              : text[i];
     }
   }
   return out;
@@ -29,7 +32,7 @@ inline std::string unescape(const std::string& text) {
 
 struct TextCase {
   std::string name;
-  std::string input;                  // the input lines, unescaped, each ending "\n"
+  std::string input;  // the input lines, unescaped, each ending "\n"
   std::vector<std::string> expected;  // the lines after "--", as written
 };
 
@@ -40,7 +43,8 @@ inline std::vector<TextCase> readTextCases(const std::string& path) {
   bool inInput = false;
   for (std::string line; std::getline(file, line);) {
     if (line.rfind("== ", 0) == 0) {
-      cases.push_back({line.substr(3) + " #" + std::to_string(cases.size() + 1), "", {}});
+      cases.push_back(
+          {line.substr(3) + " #" + std::to_string(cases.size() + 1), "", {}});
       inInput = true;
     } else if (inInput && line == "--") {
       inInput = false;

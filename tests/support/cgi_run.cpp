@@ -1,18 +1,17 @@
 #include "support/cgi_run.h"
 
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <thread>
+#include <unistd.h>
 
 #include <cgicc/CgiUtils.h>
 
@@ -34,7 +33,8 @@ const char* const kPassedThrough[] = {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS",
 // In the child: a private mount namespace, /etc overlaid by a folder of the
 // test, and the configuration bound at /etc/kestrel.conf (or none at all).
 void isolateConfig(const TempDir& dir, const CgiRun& run) {
-  if (unshare(CLONE_NEWNS) != 0) childFail("unshare");
+  if (unshare(CLONE_NEWNS) != 0)
+    childFail("unshare");
   if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
     childFail("mount private");
   }
@@ -42,8 +42,7 @@ void isolateConfig(const TempDir& dir, const CgiRun& run) {
   std::string work = dir.file("etc-work");
   mkdir(upper.c_str(), 0755);
   mkdir(work.c_str(), 0755);
-  std::string options =
-      "lowerdir=/etc,upperdir=" + upper + ",workdir=" + work;
+  std::string options = "lowerdir=/etc,upperdir=" + upper + ",workdir=" + work;
   if (mount("overlay", "/etc", "overlay", 0, options.c_str()) != 0) {
     childFail("mount overlay on /etc");
   }
@@ -54,24 +53,28 @@ void isolateConfig(const TempDir& dir, const CgiRun& run) {
     return;
   }
   int fd = open("/etc/kestrel.conf", O_WRONLY | O_CREAT, 0644);
-  if (fd < 0) childFail("create /etc/kestrel.conf");
+  if (fd < 0)
+    childFail("create /etc/kestrel.conf");
   close(fd);
   std::string config = dir.file("kestrel.conf");
-  if (mount(config.c_str(), "/etc/kestrel.conf", nullptr, MS_BIND,
-            nullptr) != 0) {
+  if (mount(config.c_str(), "/etc/kestrel.conf", nullptr, MS_BIND, nullptr) !=
+      0) {
     childFail("bind mount /etc/kestrel.conf");
   }
 }
 
 void redirect(const std::string& path, int flags, int target) {
   int fd = open(path.c_str(), flags, 0644);
-  if (fd < 0 || dup2(fd, target) < 0) childFail("redirect");
+  if (fd < 0 || dup2(fd, target) < 0)
+    childFail("redirect");
   close(fd);
 }
 
 }  // namespace
 
-bool canRunCgi() { return geteuid() == 0; }
+bool canRunCgi() {
+  return geteuid() == 0;
+}
 
 void setEnv(CgiRun& run, const std::string& name, const std::string& value) {
   for (auto& variable : run.env) {
@@ -115,16 +118,16 @@ CgiRun multipartRequest(
   std::string body;
   for (const auto& field : fields) {
     body += "--" + boundary + "\r\n";
-    body += "Content-Disposition: form-data; name=\"" + field.first +
-            "\"\r\n\r\n";
+    body +=
+        "Content-Disposition: form-data; name=\"" + field.first + "\"\r\n\r\n";
     body += field.second + "\r\n";
   }
   body += "--" + boundary + "--\r\n";
-  return postRequest(config, body,
-                     "multipart/form-data; boundary=" + boundary);
+  return postRequest(config, body, "multipart/form-data; boundary=" + boundary);
 }
 
-std::string formBody(const std::vector<std::pair<std::string, std::string>>& fields) {
+std::string formBody(
+    const std::vector<std::pair<std::string, std::string>>& fields) {
   std::string body;
   for (const auto& [name, value] : fields)
     body += (body.empty() ? "" : "&") + cgicc::form_urlencode(name) + "=" +
@@ -134,7 +137,8 @@ std::string formBody(const std::vector<std::pair<std::string, std::string>>& fie
 
 CgiResult runCgi(const CgiRun& run) {
   TempDir dir;
-  if (run.withConfig) dir.write("kestrel.conf", run.config);
+  if (run.withConfig)
+    dir.write("kestrel.conf", run.config);
   std::string inputPath = dir.write("stdin", run.input);
   std::string outPath = dir.file("stdout");
   std::string errPath = dir.file("stderr");
@@ -182,8 +186,10 @@ CgiResult runCgi(const CgiRun& run) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  if (WIFEXITED(status)) result.exitStatus = WEXITSTATUS(status);
-  if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+  if (WIFEXITED(status))
+    result.exitStatus = WEXITSTATUS(status);
+  if (WIFSIGNALED(status))
+    result.signal = WTERMSIG(status);
   result.out = readFile(outPath);
   result.err = readFile(errPath);
   return result;

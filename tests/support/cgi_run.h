@@ -15,17 +15,17 @@ struct CgiRun {
   bool withConfig = true;  // false: the run sees no /etc/kestrel.conf
   // CGI variables; set by the builders below, extend or override freely.
   std::vector<std::pair<std::string, std::string>> env;
-  std::string input;               // standard input (the POST body)
-  std::vector<std::string> args;   // arguments after the program name
-  int timeoutSeconds = 60;         // then the run is killed (SIGKILL)
-  std::string program;             // empty: the built kestrel.cgi
+  std::string input;              // standard input (the POST body)
+  std::vector<std::string> args;  // arguments after the program name
+  int timeoutSeconds = 60;        // then the run is killed (SIGKILL)
+  std::string program;            // empty: the built kestrel.cgi
 };
 
 struct CgiResult {
-  std::string out;     // standard output, the response
-  std::string err;     // standard error
-  int exitStatus = -1; // exit status, or -1 when ended by a signal
-  int signal = 0;      // the signal that ended it, or 0
+  std::string out;      // standard output, the response
+  std::string err;      // standard error
+  int exitStatus = -1;  // exit status, or -1 when ended by a signal
+  int signal = 0;       // the signal that ended it, or 0
   bool timedOut = false;
 };
 
@@ -39,16 +39,17 @@ void setEnv(CgiRun& run, const std::string& name, const std::string& value);
 // A GET request with the query string (SERVER_NAME localhost, port 80).
 CgiRun getRequest(const std::string& config, const std::string& query);
 // A POST request with a body of the given content type.
-CgiRun postRequest(const std::string& config, const std::string& body,
-                   const std::string& contentType =
-                       "application/x-www-form-urlencoded");
+CgiRun postRequest(
+    const std::string& config, const std::string& body,
+    const std::string& contentType = "application/x-www-form-urlencoded");
 // A multipart/form-data POST of the fields, in order.
 CgiRun multipartRequest(
     const std::string& config,
     const std::vector<std::pair<std::string, std::string>>& fields);
 
 // "name=value&..." with both sides URL-encoded, as a browser posts a form.
-std::string formBody(const std::vector<std::pair<std::string, std::string>>& fields);
+std::string formBody(
+    const std::vector<std::pair<std::string, std::string>>& fields);
 
 CgiResult runCgi(const CgiRun& run);
 

@@ -1,16 +1,15 @@
 #include "support/slapd.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
+#include <netinet/in.h>
+#include <signal.h>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace kestrel::test {
 namespace {
@@ -24,8 +23,12 @@ std::string slapdConfig(const TempDir& dir,
       "include /etc/ldap/schema/nis.schema\n"
       "modulepath /usr/lib/ldap\n"
       "moduleload back_mdb\n"
-      "pidfile " + dir.file("slapd.pid") + "\n"
-      "argsfile " + dir.file("slapd.args") + "\n"
+      "pidfile " +
+      dir.file("slapd.pid") +
+      "\n"
+      "argsfile " +
+      dir.file("slapd.args") +
+      "\n"
       "allow bind_v2\n";
   for (size_t i = 0; i < databases.size(); ++i) {
     const Database& db = databases[i];
@@ -40,7 +43,8 @@ std::string slapdConfig(const TempDir& dir,
             (db.sizeLimit > 0 ? std::to_string(db.sizeLimit) : "unlimited") +
             "\n";
     conf += db.extraConfig;
-    if (!db.extraConfig.empty() && db.extraConfig.back() != '\n') conf += "\n";
+    if (!db.extraConfig.empty() && db.extraConfig.back() != '\n')
+      conf += "\n";
   }
   return conf;
 }
@@ -57,8 +61,8 @@ bool answers(int port) {
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bool ok = connect(fd, reinterpret_cast<sockaddr*>(&address),
-                    sizeof address) == 0;
+  bool ok =
+      connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   close(fd);
   return ok;
 }
@@ -94,8 +98,8 @@ Slapd::Slapd(std::vector<Database> databases)
     runOrThrow("mkdir -p " + dir_.file("db" + std::to_string(i)));
   }
   for (size_t i = 0; i < databases_.size(); ++i) {
-    std::string ldif = dir_.write("db" + std::to_string(i) + ".ldif",
-                                  databases_[i].ldif);
+    std::string ldif =
+        dir_.write("db" + std::to_string(i) + ".ldif", databases_[i].ldif);
     runOrThrow("slapadd -q -f " + conf + " -b '" + databases_[i].suffix +
                "' -l " + ldif + " 2>" + dir_.file("slapadd.log"));
   }
@@ -125,7 +129,9 @@ Slapd::Slapd(std::vector<Database> databases)
 Slapd::Slapd(const std::string& suffix, const std::string& ldif)
     : Slapd(std::vector<Database>{Database{suffix, ldif, 0, ""}}) {}
 
-Slapd::~Slapd() { stop(); }
+Slapd::~Slapd() {
+  stop();
+}
 
 std::string Slapd::uri() const {
   return "ldap://127.0.0.1:" + std::to_string(port_);
@@ -141,8 +147,7 @@ std::string Slapd::search(const std::string& base, const std::string& filter,
   for (size_t i = 0; i < databases_.size(); ++i) {
     const std::string& suffix = databases_[i].suffix;
     if (base.size() >= suffix.size() &&
-        base.compare(base.size() - suffix.size(), suffix.size(), suffix) ==
-            0) {
+        base.compare(base.size() - suffix.size(), suffix.size(), suffix) == 0) {
       database = i;
     }
   }
@@ -163,15 +168,18 @@ std::string Slapd::search(const std::string& base, const std::string& filter,
 }
 
 void Slapd::pause() {
-  if (pid_ > 0) kill(pid_, SIGSTOP);
+  if (pid_ > 0)
+    kill(pid_, SIGSTOP);
 }
 
 void Slapd::resume() {
-  if (pid_ > 0) kill(pid_, SIGCONT);
+  if (pid_ > 0)
+    kill(pid_, SIGCONT);
 }
 
 void Slapd::stop() {
-  if (pid_ <= 0) return;
+  if (pid_ <= 0)
+    return;
   kill(pid_, SIGCONT);
   kill(pid_, SIGTERM);
   int status = 0;

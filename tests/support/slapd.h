@@ -2,9 +2,8 @@
 // databases loaded with slapadd before it starts, stopped by PID.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 #include "support/temp_dir.h"
@@ -12,10 +11,10 @@
 namespace kestrel::test {
 
 struct Database {
-  std::string suffix;      // e.g. "dc=example,dc=com"
-  std::string ldif;        // entries loaded before start (suffix entry too)
-  int sizeLimit = 0;       // 0: unlimited
-  std::string extraConfig; // more lines of the database section
+  std::string suffix;       // e.g. "dc=example,dc=com"
+  std::string ldif;         // entries loaded before start (suffix entry too)
+  int sizeLimit = 0;        // 0: unlimited
+  std::string extraConfig;  // more lines of the database section
 };
 
 class Slapd {

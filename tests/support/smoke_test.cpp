@@ -1,9 +1,8 @@
 // The harness itself: slapd starts, answers and stops; a run sees the
 // test's configuration at /etc/kestrel.conf while the machine's /etc stays
 // as it was.
-#include <sys/stat.h>
-
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "support/cgi_run.h"
 #include "support/slapd.h"
@@ -17,9 +16,9 @@ TEST(Harness, SlapdLoadsAnswersAndStops) {
               "objectClass: organization\no: Example\ndc: example\n\n"
               "dn: cn=Ann Lee,dc=example,dc=com\nobjectClass: person\n"
               "cn: Ann Lee\nsn: Lee\n");
-  EXPECT_NE(slapd.search("dc=example,dc=com", "(sn=Lee)", "cn")
-                .find("cn: Ann Lee"),
-            std::string::npos);
+  EXPECT_NE(
+      slapd.search("dc=example,dc=com", "(sn=Lee)", "cn").find("cn: Ann Lee"),
+      std::string::npos);
   pid_t pid = slapd.pid();
   slapd.stop();
   EXPECT_NE(kill(pid, 0), 0);
@@ -27,9 +26,10 @@ TEST(Harness, SlapdLoadsAnswersAndStops) {
 
 TEST(Harness, SlapdServesSeveralDatabasesWithTheirSizeLimits) {
   auto people = [](const std::string& dc) {
-    std::string ldif = "dn: dc=" + dc + ",dc=com\nobjectClass: dcObject\n"
-                       "objectClass: organization\no: " + dc + "\ndc: " +
-                       dc + "\n";
+    std::string ldif = "dn: dc=" + dc +
+                       ",dc=com\nobjectClass: dcObject\n"
+                       "objectClass: organization\no: " +
+                       dc + "\ndc: " + dc + "\n";
     for (int i = 0; i < 5; ++i) {
       ldif += "\ndn: cn=P" + std::to_string(i) + ",dc=" + dc +
               ",dc=com\nobjectClass: person\ncn: P" + std::to_string(i) +
@@ -47,7 +47,8 @@ TEST(Harness, SlapdServesSeveralDatabasesWithTheirSizeLimits) {
 }
 
 TEST(Harness, RunSeesTheTestsConfigurationOnly) {
-  if (!canRunCgi()) GTEST_SKIP() << "needs root for a mount namespace";
+  if (!canRunCgi())
+    GTEST_SKIP() << "needs root for a mount namespace";
   struct stat before {};
   bool existed = stat("/etc/kestrel.conf", &before) == 0;
 

@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
+#include "web/page.h"
+
 #include "support/form_input.h"
 #include "support/slapd.h"
 #include "support/temp_dir.h"
-#include "web/page.h"
 
 namespace kestrel {
 namespace {
@@ -56,8 +57,9 @@ TEST(ModifyForm, HtmlExtraFormWithNameDnInputAndPassword) {
   c.settings.UpdateDnInput = true;
   c.settings.DefaultDisplayDn = "admin";
   c.slots[2].hasValue = false;  // a slot without value gives only its blank
-  EXPECT_EQ(c.write("cn=Ann Lee,dc=example,dc=com"),
-            test::readFile(test::testDataPath("update/modify-form-html.expected")));
+  EXPECT_EQ(
+      c.write("cn=Ann Lee,dc=example,dc=com"),
+      test::readFile(test::testDataPath("update/modify-form-html.expected")));
 }
 
 TEST(ModifyForm, WmlGetsTheSameFormTwiceWithoutTableOpening) {
@@ -72,8 +74,9 @@ TEST(ModifyForm, WmlGetsTheSameFormTwiceWithoutTableOpening) {
                       field("sn", "Surname", true, 20)};
   c.slots.resize(2);
   c.write("uid=bo1,o=x");
-  EXPECT_EQ(c.write("uid=bo2,o=x"),
-            test::readFile(test::testDataPath("update/modify-form-wml.expected")));
+  EXPECT_EQ(
+      c.write("uid=bo2,o=x"),
+      test::readFile(test::testDataPath("update/modify-form-wml.expected")));
 }
 
 }  // namespace

@@ -6,11 +6,10 @@
 // .data.csv, .args and .seen exist (a "-part" name: contained, not equal).
 // In those files @DIR@ is the case's own folder, @DATA@ the data folder and
 // @PORT@ the server's port.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <vector>
 
 #include "support/cgi_run.h"
@@ -25,7 +24,9 @@ struct Case {
   const char* dn;    // the entry for <case>.entry: a DN, a filter, or ""
   bool serverDown = false;
 };
-void PrintTo(const Case& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const Case& c, std::ostream* out) {
+  *out << c.name;
+}
 
 const char kAnn[] = "cn=Ann Lee,dc=example,dc=com";
 // The shell that runs the search takes no apostrophe in a DN.
@@ -80,8 +81,10 @@ std::string sortedEntry(const Slapd& slapd, const std::string& dnOrFilter) {
           : slapd.search(dnOrFilter, "(objectClass=*)", "-s base"));
   std::vector<std::string> lines;
   for (std::string line; std::getline(in, line);)
-    if (!line.empty()) lines.push_back(line + "\n");
-  if (lines.empty() || lines[0].rfind("dn:", 0) != 0) return "";
+    if (!line.empty())
+      lines.push_back(line + "\n");
+  if (lines.empty() || lines[0].rfind("dn:", 0) != 0)
+    return "";
   std::sort(lines.begin() + 1, lines.end());
   std::string text;
   for (const std::string& line : lines) text += line;
@@ -102,18 +105,21 @@ class WriteCgi : public testing::TestWithParam<Case> {
     } else if (exists(path + "-part")) {
       EXPECT_NE(actual.find(expand(readFile(path + "-part"))),
                 std::string::npos)
-          << suffix << ":\n" << actual;
+          << suffix << ":\n"
+          << actual;
     }
   }
   TempDir dir_;
 };
 
 TEST_P(WriteCgi, ResponseDirectoryAndTriggerFiles) {
-  if (!canRunCgi()) GTEST_SKIP() << "needs root for a mount namespace";
+  if (!canRunCgi())
+    GTEST_SKIP() << "needs root for a mount namespace";
   const Case& c = GetParam();
   Slapd slapd("dc=example,dc=com", readFile(testDataPath("write-people.ldif")));
   std::string config = readFile(testDataPath("update/people.conf"));
-  if (*c.conf) config += readFile(testDataPath("update/") + c.conf + ".conf");
+  if (*c.conf)
+    config += readFile(testDataPath("update/") + c.conf + ".conf");
   config = replaced(expand(config), "@PORT@",
                     std::to_string(c.serverDown ? freePort() : slapd.port()));
   std::string body = readFile(testDataPath("update/") + c.name + ".request");
@@ -124,7 +130,8 @@ TEST_P(WriteCgi, ResponseDirectoryAndTriggerFiles) {
   EXPECT_EQ(r.exitStatus, 0);
   expectLike(r.out, ".expected");
   expectLike(r.err, ".err");
-  if (*c.dn) expectLike(sortedEntry(slapd, c.dn), ".entry");
+  if (*c.dn)
+    expectLike(sortedEntry(slapd, c.dn), ".entry");
   for (const std::string file : {"data.csv", "args", "seen"}) {
     if (exists(testDataPath("update/") + c.name + "." + file))
       expectLike(readFile(dir_.file(file)), "." + file);

@@ -2,7 +2,6 @@
 // broken and hostile configurations and requests, and the parts of pages
 // that reach for a directory server that is not there.
 #include <gtest/gtest.h>
-
 #include <map>
 #include <sstream>
 
@@ -44,7 +43,8 @@ CgiRun caseRequest(std::map<std::string, std::string> keys) {
   std::istringstream args(keys["args"]);
   for (std::string arg; args >> arg;) run.args.push_back(arg);
   std::string env = keys["env"];
-  if (!env.empty()) setEnv(run, env.substr(0, env.find('=')), env.substr(env.find('=') + 1));
+  if (!env.empty())
+    setEnv(run, env.substr(0, env.find('=')), env.substr(env.find('=') + 1));
   return run;
 }
 
@@ -77,7 +77,8 @@ std::vector<Case> readCases(const std::string& name) {
 
 // Whole responses of the file, then of requests too large to write down.
 TEST(Cgi, WholeResponses) {
-  if (!canRunCgi()) GTEST_SKIP() << kNeedsRoot;
+  if (!canRunCgi())
+    GTEST_SKIP() << kNeedsRoot;
   std::vector<Case> cases = readCases("responses.cases");
   const std::string form = "kestreldomain=acme";
   std::string tenMegabytes;
@@ -108,7 +109,8 @@ TEST(Cgi, WholeResponses) {
 // there end with status 0 and no sanitizer report, whatever the directory
 // diagnostics; runs that end by a signal end by that one.
 TEST(Cgi, ResponseParts) {
-  if (!canRunCgi()) GTEST_SKIP() << kNeedsRoot;
+  if (!canRunCgi())
+    GTEST_SKIP() << kNeedsRoot;
   for (Case& c : readCases("parts.cases")) {
     CgiResult result = runCgi(c.run);
     const std::string& out = result.out;
@@ -117,17 +119,20 @@ TEST(Cgi, ResponseParts) {
     } else {
       EXPECT_EQ(result.exitStatus, 0) << c.what << ": " << result.err;
       EXPECT_EQ(result.err.find("Sanitizer"), std::string::npos) << result.err;
-      EXPECT_EQ(result.err.find("runtime error"), std::string::npos) << result.err;
+      EXPECT_EQ(result.err.find("runtime error"), std::string::npos)
+          << result.err;
     }
     std::string start = c.keys.count("start") ? expected(c.keys["start"]) : "";
     std::string end = c.keys.count("end") ? expected(c.keys["end"]) : "";
     EXPECT_EQ(out.compare(0, start.size(), start), 0) << c.what << ":\n" << out;
     EXPECT_TRUE(out.size() >= end.size() &&
                 out.compare(out.size() - end.size(), end.size(), end) == 0)
-        << c.what << ":\n" << out;
+        << c.what << ":\n"
+        << out;
     if (c.keys.count("absent")) {
       EXPECT_EQ(out.find(c.keys["absent"], start.size()), std::string::npos)
-          << c.what << ":\n" << out;
+          << c.what << ":\n"
+          << out;
     }
   }
 }

@@ -18,7 +18,8 @@ namespace {
 std::string runEntry(const std::string& query, std::vector<std::string> args,
                      int& status) {
   TempDir dir;
-  std::string path = dir.write("kestrel.conf", "START:acme\nOrgName:Acme:Inc\n");
+  std::string path =
+      dir.write("kestrel.conf", "START:acme\nOrgName:Acme:Inc\n");
   std::unique_ptr<cgicc::Cgicc> cgi = parsedGet(query);
   DomainSettings settings;
   MapLinkSettings map;

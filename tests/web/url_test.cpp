@@ -1,9 +1,10 @@
 // urlDecode's decoding rule and ServerUrl's base URLs.
 #include <gtest/gtest.h>
 
-#include "support/case_text.h"
 #include "web/server_url.h"
 #include "web/url_decode.h"
+
+#include "support/case_text.h"
 
 namespace kestrel::test {
 namespace {
@@ -13,7 +14,8 @@ TEST(UrlDecode, PlusThenPercentEscapes) {
   EXPECT_EQ(cases.size(), 13u);
   for (const TextCase& c : cases) {
     std::string text = c.input.substr(0, c.input.size() - 1);
-    EXPECT_EQ(urlDecode(text), unescape(c.expected.at(0))) << c.name << ": \"" << text << "\"";
+    EXPECT_EQ(urlDecode(text), unescape(c.expected.at(0)))
+        << c.name << ": \"" << text << "\"";
   }
 }
 
@@ -41,7 +43,8 @@ TEST(ServerUrl, SchemeAndPortOfConstructionHostWhenAsked) {
     settings.WebServerPort = row.constructedPort;
     ServerUrl builder(settings);
     settings.WebServerPort = row.currentPort;
-    if (!row.laterServer.empty()) settings.WebServer = row.laterServer;
+    if (!row.laterServer.empty())
+      settings.WebServer = row.laterServer;
     EXPECT_EQ(builder.getUrl(), row.url)
         << "ports " << row.constructedPort << " then " << row.currentPort;
   }
