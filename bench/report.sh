@@ -145,8 +145,8 @@ if grep -q '^variants ' "$times"; then
   echo
   echo "## Link variants of the same sources (search, 1 entry)"
   echo
-  echo "release: the project's build. static-cgicc: \`-DCGICC_LIBRARY=.../libcgicc.a\`."
-  echo "static-cxx: that, plus \`-DCMAKE_EXE_LINKER_FLAGS='-static-libstdc++ -static-libgcc -Wl,-O1,--as-needed'\`."
+  echo "release: the project's build (libcgicc.a, \`-static-libstdc++ -static-libgcc -Wl,-O1,--as-needed\`)."
+  echo "shared-cgicc: the same with \`-DCGICC_LIBRARY=.../libcgicc.so\`."
   echo "Any other row is an experiment passed in BENCH_EXTRA_VARIANTS."
   echo
   echo "| program | default wall ms | ratio to floor | nosasl wall ms | ratio to floor | RSS kB | instructions, 1 entry | ratio | instructions, 1,000 entries | ratio |"
@@ -213,7 +213,7 @@ if [[ -s $raw/cg-kestrel-s1000-default.out ]]; then
   echo "Fixed cost, 1-entry search (instructions): dynamic relocation and symbol"
   echo "binding (ld.so \`_dl_relocate_object\`) $(millions "$(cost "$k1f" 'dl-reloc.c:_dl_relocate_object')") in kestrel.cgi against"
   echo "$(millions "$(cost "$f1f" 'dl-reloc.c:_dl_relocate_object')") in the floor: libstdc++ and libcgicc are C++ libraries with"
-  echo "thousands of symbol relocations each (see the static-cxx variant above)."
+  echo "thousands of symbol relocations each; the project links both into the program (see the shared-cgicc variant above)."
   echo
   echo "Per entry, 1,000-entry search (inclusive instructions per entry):"
   echo

@@ -61,6 +61,8 @@ build_variant() {  # name, extra cmake arguments...
   local name=$1
   shift
   log "building kestrel.cgi ($name)"
+  # A fresh configure: cached library paths would outlive a change of build.
+  rm -f "$build/$name/CMakeCache.txt"
   cmake -S "$root" -B "$build/$name" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DKESTREL_TESTS=OFF "$@" >"$build/$name.configure.log" ||
     die "configure $name failed, see $build/$name.configure.log"
@@ -77,12 +79,10 @@ else
   build_variant release
   kestrel=$build/release/kestrel.cgi
   if [[ $mode == full ]]; then
-    cgicc_static=$(find /usr/lib -name libcgicc.a | head -n 1)
-    build_variant static-cgicc -DCGICC_LIBRARY="$cgicc_static"
-    build_variant static-cxx -DCGICC_LIBRARY="$cgicc_static" \
-      "-DCMAKE_EXE_LINKER_FLAGS=-static-libstdc++ -static-libgcc -Wl,-O1,--as-needed"
-    variants=("static-cgicc=$build/static-cgicc/kestrel.cgi"
-              "static-cxx=$build/static-cxx/kestrel.cgi")
+    # For comparison: the same sources with libcgicc as a shared library.
+    cgicc_shared=$(find /usr/lib -name libcgicc.so | head -n 1)
+    build_variant shared-cgicc -DCGICC_LIBRARY="$cgicc_shared"
+    variants=("shared-cgicc=$build/shared-cgicc/kestrel.cgi")
   fi
 fi
 

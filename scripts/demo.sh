@@ -159,10 +159,12 @@ build() {
   log=$(mktemp)
   cmake -S . -B build-demo -DCMAKE_BUILD_TYPE=Release -DKESTREL_TESTS=OFF \
     >"$log" 2>&1 &&
-    cmake --build build-demo --target kestrel_cgi -j"$(nproc)" >>"$log" 2>&1 ||
+    cmake --build build-demo --target kestrel_cgi kestrel_admin -j"$(nproc)" \
+      >>"$log" 2>&1 ||
     { cat "$log" >&2; rm -f "$log"; fail "build failed"; }
   rm -f "$log"
   program=$root/build-demo/kestrel.cgi
+  admin=$root/build-demo/kestrel-admin
   say "built $program in $((SECONDS - t0))s"
 }
 
@@ -258,6 +260,12 @@ prepare() {
   install -m 755 "$program" "$state/cgi-bin/kestrel.cgi"
   sed "s/^LdapPort:3890\$/LdapPort:$ldap_port/" "$sample_config" \
     >"$state/kestrel.conf"
+  # The plain search and add pages, written from the configuration itself.
+  if [[ -x ${admin:-} ]]; then
+    mkdir -p "$state/www/generated"
+    "$admin" forms demo "$state/kestrel.conf" --out="$state/www/generated" \
+      >/dev/null || fail "kestrel-admin could not write the demo's forms"
+  fi
   write_lighttpd_config
 }
 
