@@ -1,10 +1,13 @@
 #include "update/connection.h"
 
+#include <cstdio>
 #include <vector>
 
 #include <cgicc/HTMLClasses.h>
 
 #include "directory/messages.h"
+#include "directory/search.h"
+#include "web/page.h"
 
 namespace kestrel {
 
@@ -19,6 +22,17 @@ void writeConnectFailure(std::ostream& out, const DomainSettings& settings,
   out << "ERROR: Unable to open a connection to LDAP server "
       << settings.LdapServer << cgicc::p() << '\n';
   out << notifyWebmasterLine(settings, closingTag) << cgicc::p() << '\n';
+}
+
+ConnectionPtr openForWriting(std::ostream& out,
+                             const DomainSettings& settings) {
+  ConnectionPtr ld(openDirectory(settings, settings.LdapServer));
+  if (!ld) {
+    if (isHtml(settings.PageType))
+      writeConnectFailure(out, settings);
+    std::perror(kLabelInit);
+  }
+  return ld;
 }
 
 void writeBindFailure(std::ostream& out, const DomainSettings& settings,

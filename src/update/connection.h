@@ -26,6 +26,10 @@ void leaveOpen(ConnectionPtr connection);
 void writeConnectFailure(std::ostream& out, const DomainSettings& settings,
                          const char* closingTag = "</a>");
 
+// The connection of an update or a deletion; null after the failure was
+// written (HTML page types) and "ldap_init" reported on standard error.
+ConnectionPtr openForWriting(std::ostream& out, const DomainSettings& settings);
+
 // "Unable to bind with LDAP server " + server and the notify line, each
 // followed by a p element, then the note for results 49 and 48.
 void writeBindFailure(std::ostream& out, const DomainSettings& settings,

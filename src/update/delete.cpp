@@ -18,11 +18,8 @@ namespace {
 ConnectionPtr bindForDeletion(Request& rq) {
   const DomainSettings& settings = rq.settings;
   const bool html = isHtml(settings.PageType);
-  ConnectionPtr ld(openDirectory(settings, settings.LdapServer));
+  ConnectionPtr ld = openForWriting(rq.out, settings);
   if (!ld) {
-    if (html)
-      writeConnectFailure(rq.out, settings);
-    std::perror(kLabelInit);
     return nullptr;
   }
   std::string password;

@@ -256,11 +256,8 @@ ConnectionPtr bindForUpdate(Request& rq) {
   if (!credentials) {
     return nullptr;
   }
-  ConnectionPtr ld(openDirectory(settings, settings.LdapServer));
+  ConnectionPtr ld = openForWriting(rq.out, settings);
   if (!ld) {
-    if (html)
-      writeConnectFailure(rq.out, settings);
-    std::perror(kLabelInit);
     return nullptr;
   }
   int bound = ldap_bind_s(ld.get(), credentials->name.c_str(),

@@ -253,7 +253,7 @@ TEST_F(Hostile, BrokenEnvelopesAroundADelete) {
   const CgiRun multipart = multipartRequest(config_, kDeleteFields);
   CgiRun truncated = multipart;
   truncated.input.resize(truncated.input.size() / 2);
-  const Expected noDomain = exactly(filled("domain-not-specified.expected"));
+  const Expected noDomain = exactly(filled("domain-missing.expected"));
   std::vector<Case> cases = {
       {"CONTENT_LENGTH short of the body",
        withEnv(postRequest(config_, confirmForm + body), "CONTENT_LENGTH",
