@@ -2,27 +2,39 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
+#include <optional>
 
 namespace kestrel {
 namespace {
 
-// Service name registered for `port` under any protocol, or null.
-const char* serviceName(int port) {
-  const servent* entry = getservbyport(htons(port), nullptr);
-  return entry != nullptr ? entry->s_name : nullptr;
+// Service name registered for `port` under any protocol, or nothing. The
+// services database does not change during a run, so the last answer is
+// kept: a request asks about the same port several times.
+const std::optional<std::string>& serviceName(int port) {
+  static int lastPort = -1;
+  static std::optional<std::string> lastName;
+  if (port != lastPort) {
+    const servent* entry = getservbyport(htons(port), nullptr);
+    lastName = entry != nullptr ? std::optional<std::string>(entry->s_name)
+                                : std::nullopt;
+    lastPort = port;
+  }
+  return lastName;
 }
 
 }  // namespace
 
+// The scheme is looked up when the URL is built: a lookup here could change
+// nothing the builder writes.
 ServerUrl::ServerUrl(const DomainSettings& settings)
-    : settings_(settings), port_(std::to_string(settings.WebServerPort)) {
-  const char* name = serviceName(settings.WebServerPort);
-  scheme_ = name != nullptr ? name : "http";
-}
+    : settings_(settings),
+      scheme_("http"),
+      port_(std::to_string(settings.WebServerPort)) {}
 
 std::string ServerUrl::getUrl() {
-  if (const char* name = serviceName(settings_.WebServerPort)) {
-    scheme_ = name;
+  const std::optional<std::string>& name = serviceName(settings_.WebServerPort);
+  if (name) {
+    scheme_ = *name;
     url_ = scheme_ + "://" + settings_.WebServer;
   } else {
     // The port text is the one of construction time, not the current port:

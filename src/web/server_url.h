@@ -9,8 +9,7 @@ namespace kestrel {
 
 class ServerUrl {
  public:
-  // Looks up the service name of WebServerPort as it is now and stores the
-  // port text of this moment.
+  // Stores the port text of WebServerPort as it is now.
   explicit ServerUrl(const DomainSettings& settings);
 
   // scheme + "://" + WebServer, with ":" + the construction-time port text
