@@ -240,13 +240,7 @@ mkdir -p "$www"
 ln -sf "$KESTREL" "$www/kestrel.cgi"
 ln -sf "$FLOOR" "$www/floor.cgi"
 
-free_port() {
-  local port
-  for ((;;)); do
-    port=$((20000 + RANDOM % 20000))
-    (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
-  done
-}
+source "$(dirname "${BASH_SOURCE[0]}")/ports.sh"
 
 http_get() {  # port, path: the whole response
   exec 3<>"/dev/tcp/127.0.0.1/$1" || return 1

@@ -132,14 +132,7 @@ for size in "${sizes[@]}"; do
   echo "$stamp" >"$db/stamp"
 done
 
-# A port on loopback that nothing answers on.
-free_port() {
-  local port
-  for ((;;)); do
-    port=$((20000 + RANDOM % 20000))
-    (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
-  done
-}
+source "$bench/ports.sh"
 
 pids=()
 cleanup() {

@@ -132,6 +132,17 @@ class Checker {
     findings_.push_back({line, severity, std::move(domain), std::move(message),
                          std::move(fix)});
   }
+  // An ignored key, with the closest directive name to `lookup` as the fix,
+  // or `noMatchFix` when no name is close.
+  void addUnknownKey(std::size_t line, std::string_view key,
+                     std::string_view lookup, const char* noMatchFix) {
+    std::string near = closestName(lookup);
+    add(line, Severity::Error, "",
+        "unknown key " + quoted(key) + ": the line is ignored",
+        near.empty() ? std::string(noMatchFix)
+                     : "did you mean \"" + near + "\"? write \"" + near +
+                           ":\"");
+  }
   void checkLine(const LineCopy& line);
   void checkKeyword(const LineCopy& line, std::string_view key);
   void checkValues(const LineCopy& line, const DirectiveShape& shape);
@@ -164,12 +175,7 @@ void Checker::checkLine(const LineCopy& line) {
           "key " + quoted(key) + " has blanks around it: the line is ignored",
           "write the key without blanks: \"" + std::string(bare) + ":\"");
     } else {
-      std::string near = closestName(bare);
-      add(n, Severity::Error, "",
-          "unknown key " + quoted(key) + ": the line is ignored",
-          near.empty()
-              ? "remove the line or correct the key"
-              : "did you mean \"" + near + "\"? write \"" + near + ":\"");
+      addUnknownKey(n, key, bare, "remove the line or correct the key");
     }
     return;
   }
@@ -179,12 +185,9 @@ void Checker::checkLine(const LineCopy& line) {
   }
   const DirectiveShape* shape = findShape(key);
   if (shape == nullptr) {
-    std::string near = closestName(key);
-    add(n, Severity::Error, "",
-        "unknown key " + quoted(key) + ": the line is ignored",
-        near.empty()
-            ? "remove the line or correct the key (keys are case-sensitive)"
-            : "did you mean \"" + near + "\"? write \"" + near + ":\"");
+    addUnknownKey(
+        n, key, key,
+        "remove the line or correct the key (keys are case-sensitive)");
     return;
   }
   auto found = inBlock_.find(n);
