@@ -139,9 +139,9 @@ class Checker {
     std::string near = closestName(lookup);
     add(line, Severity::Error, "",
         "unknown key " + quoted(key) + ": the line is ignored",
-        near.empty() ? std::string(noMatchFix)
-                     : "did you mean \"" + near + "\"? write \"" + near +
-                           ":\"");
+        near.empty()
+            ? std::string(noMatchFix)
+            : "did you mean \"" + near + "\"? write \"" + near + ":\"");
   }
   void checkLine(const LineCopy& line);
   void checkKeyword(const LineCopy& line, std::string_view key);
