@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   cmake g++ make pkg-config
   libcgicc-dev libldap-dev
+  # libldap's static archive calls these (CMake option KESTREL_STATIC_LDAP)
+  libgnutls28-dev libsasl2-dev
   googletest libgtest-dev
   slapd ldap-utils
   # the demo (scripts/demo.sh)

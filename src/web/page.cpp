@@ -3,6 +3,8 @@
 #include <cgicc/HTMLClasses.h>
 #include <cgicc/HTMLDoctype.h>
 #include <cgicc/HTTPHTMLHeader.h>
+#include <sstream>
+#include <string>
 
 #include "config/constants.h"
 
@@ -21,10 +23,19 @@ std::string wmlCredit() {
   return std::string("Kestrel \"basic\" from ") + kMakerSite;
 }
 
+// cgicc's rendering of the HTTP header, taken as text: the library ends its
+// lines with std::endl, whose flushes would send the header on its own
+// before the directory has answered. As text it leaves with the page.
+std::string httpHtmlHeader() {
+  std::ostringstream header;
+  header << cgicc::HTTPHTMLHeader();
+  return header.str();
+}
+
 // HTTP header, document type, html and head opened, the charset line: the
 // same for the page header and the error page.
 void writeDocumentTop(std::ostream& out, const DomainSettings& settings) {
-  out << cgicc::HTTPHTMLHeader()
+  out << httpHtmlHeader()
       << cgicc::HTMLDoctype(cgicc::HTMLDoctype::eStrict) << '\n';
   out << cgicc::html().set("lang", settings.HtmlLang).set("dir", "LTR") << '\n';
   out << cgicc::head() << '\n';
