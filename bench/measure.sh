@@ -6,7 +6,7 @@
 #   callgrind.tsv program case env instructions
 #   cg-*.top      callgrind_annotate, top ten by inclusive cost
 #   ab.tsv        env program concurrency case rps p50 p90 p99 max failed
-#                 non2xx length
+#                 non2xx length (one line per round)
 #   failures.txt  one line per thing that failed to run or answered wrong
 set -uo pipefail
 
@@ -33,26 +33,36 @@ mount --bind "$conf" /etc/kestrel.conf || { fail "bind /etc/kestrel.conf"; exit 
 # Swaps the configuration in place; the bind follows the file, not its name.
 use_conf() { cat "$1" >"$conf"; }
 
-if [[ $BENCH_MODE == smoke ]]; then runs=3; warm=1; else runs=11; warm=2; fi
+if [[ $BENCH_MODE == smoke ]]; then runs=3; warm=1; else runs=21; warm=2; fi
 
 cgi_env=(-e GATEWAY_INTERFACE=CGI/1.1 -e REQUEST_METHOD=GET
          -e SERVER_NAME=localhost -e SERVER_PORT=80
          -e SERVER_PROTOCOL=HTTP/1.1 -e SCRIPT_NAME=/cgi-bin/kestrel.cgi
          -e REMOTE_ADDR=127.0.0.1 -e PATH=/usr/bin:/bin)
-sasl_env=()  # set per series: empty, or SASL_PATH at an empty folder
+# The environment a series adds: nothing (default) or what the shipped
+# web-server snippets set (tuned), or one of those settings alone.
+site_env=()
+env_for() {  # environment name -> site_env
+  case $1 in
+    default) site_env=() ;;
+    tuned) site_env=(-e "SASL_PATH=$EMPTY_SASL" -e GNUTLS_NO_IMPLICIT_INIT=1) ;;
+    sasl-only) site_env=(-e "SASL_PATH=$EMPTY_SASL") ;;
+    gnutls-only) site_env=(-e GNUTLS_NO_IMPLICIT_INIT=1) ;;
+  esac
+}
 
 # Participants of a series are words: "kestrel PROGRAM QUERY" or
 # "floor BASE FILTER". Each prints the timer's line.
 kestrel() {  # program, query, timer options...
   local program=$1 query=$2
   shift 2
-  "$TIMER" "$@" "${cgi_env[@]}" "${sasl_env[@]}" -e "QUERY_STRING=$query" \
+  "$TIMER" "$@" "${cgi_env[@]}" "${site_env[@]}" -e "QUERY_STRING=$query" \
     -- "$program"
 }
 floor() {  # base, filter, timer options...
   local base=$1 filter=$2
   shift 2
-  "$TIMER" "$@" "${cgi_env[@]}" "${sasl_env[@]}" -e "QUERY_STRING=$filter" \
+  "$TIMER" "$@" "${cgi_env[@]}" "${site_env[@]}" -e "QUERY_STRING=$filter" \
     -- "$FLOOR" 127.0.0.1 "$LDAP_PORT" "$base" "$filter"
 }
 
@@ -112,8 +122,8 @@ key=$(ldapsearch -x -LLL -o ldif-wrap=no -H "ldap://127.0.0.1:$LDAP_PORT" \
 key_query=${key// /+}
 
 # ---------------------------------------------------------- side by side
-for env_name in default nosasl; do
-  if [[ $env_name == nosasl ]]; then sasl_env=(-e "SASL_PATH=$EMPTY_SASL"); else sasl_env=(); fi
+for env_name in default tuned; do
+  env_for "$env_name"
   use_conf "$CONF_SMALL"
   for row in "${cases[@]}"; do
     read -r case selector value filter count <<<"$row"
@@ -139,7 +149,18 @@ for env_name in default nosasl; do
   series "$env_name" info "kestrel=$ki" "floor=$f"
   series "$env_name" vcard "kestrel=$kv" "floor=$f"
 done
-sasl_env=()
+
+# Each setting of the tuned environment alone, at one entry.
+if [[ $BENCH_MODE == full ]]; then
+  q=$(search_query "$big" Number 7)
+  for env_name in sasl-only gnutls-only; do
+    env_for "$env_name"
+    log "$env_name: search s1"
+    series "$env_name" s1 "kestrel=kestrel $KESTREL $q" \
+      "floor=floor $(base "$big") employeeNumber=7"
+  done
+fi
+env_for default
 
 # One entry in each directory size.
 if ((${#sizes[@]} > 1)); then
@@ -175,9 +196,9 @@ if ((${#variants[@]})); then
   done
   log "link variants"
   series variants s1 "${parts[@]}"
-  sasl_env=(-e "SASL_PATH=$EMPTY_SASL")
-  series variants-nosasl s1 "${parts[@]}"
-  sasl_env=()
+  env_for tuned
+  series variants-tuned s1 "${parts[@]}"
+  env_for default
 fi
 
 # ------------------------------------------------------------ callgrind
@@ -199,7 +220,7 @@ callgrind() {  # program label, case, env name, command words...
               SERVER_PORT=80 SERVER_PROTOCOL=HTTP/1.1
               SCRIPT_NAME=/cgi-bin/kestrel.cgi REMOTE_ADDR=127.0.0.1
               PATH=/usr/bin:/bin)
-  [[ $env_name == nosasl ]] && vars+=("SASL_PATH=$EMPTY_SASL")
+  [[ $env_name == tuned ]] && vars+=("SASL_PATH=$EMPTY_SASL" GNUTLS_NO_IMPLICIT_INIT=1)
   env -i "${vars[@]}" "QUERY_STRING=$CG_QUERY" \
     "$(command -v valgrind)" --tool=callgrind --callgrind-out-file="$out.out" \
     "$@" >/dev/null 2>"$out.log" </dev/null ||
@@ -215,8 +236,8 @@ cg_cases=("${cases[0]}")
 [[ $BENCH_MODE == full ]] && cg_cases=("${cases[0]}" "${cases[2]}" "${cases[3]}")
 for row in "${cg_cases[@]}"; do
   read -r case selector value filter count <<<"$row"
-  for env_name in default nosasl; do
-    [[ $env_name == nosasl && ($case != s1 || $BENCH_MODE == smoke) ]] && continue
+  for env_name in default tuned; do
+    [[ $env_name == tuned && ($case != s1 || $BENCH_MODE == smoke) ]] && continue
     CG_QUERY=$(search_query "$big" "$selector" "$value")
     callgrind kestrel "$case" "$env_name" "$KESTREL"
     CG_QUERY=$filter
@@ -259,18 +280,43 @@ stop_lighttpd() {
 }
 trap stop_lighttpd EXIT
 
+# Each pair runs in rounds, the order turning every round; the report
+# takes the medians.
 if [[ $BENCH_MODE == smoke ]]; then
   ab_limit=(-n 20); ab_concurrency=(1 2); ab_cases=("${cases[0]}")
-  ab_envs=(default)
+  ab_envs=(default); ab_rounds=1
 else
   ab_limit=(-t 10); ab_concurrency=(1 2); ab_cases=("${cases[0]}" "${cases[1]}")
-  ab_envs=(default nosasl)
+  ab_envs=(default tuned); ab_rounds=3
 fi
+
+# ab_run PROGRAM PATH: one load run against the running lighttpd; reads
+# env_name, port, case, c and round. Appends a line to ab.tsv.
+ab_run() {
+  local program=$1 path=$2
+  local out=$RAW/ab-$env_name-$program-$case-c$c-r$round.txt
+  log "lighttpd ($env_name): $program, $case, concurrency $c, round $round"
+  timeout 60 ab -q -c "$c" "${ab_limit[@]}" "http://127.0.0.1:$port$path" \
+    >"$out" 2>&1 || { fail "ab $program $case c$c ($env_name): see $out"; return; }
+  awk -v e="$env_name" -v p="$program" -v c="$c" -v k="$case" '
+    /^Requests per second:/ {rps = $4}
+    /^Failed requests:/ {failed = $3}
+    /^Non-2xx responses:/ {non2xx = $3}
+    /^Document Length:/ {len = $3}
+    /^ +50%/ {p50 = $2} /^ +90%/ {p90 = $2} /^ +99%/ {p99 = $2}
+    /^ +100%/ {pmax = $2}
+    END {print e, p, c, k, rps, p50, p90, p99, pmax, failed + 0,
+               non2xx + 0, len}' "$out" >>"$RAW/ab.tsv"
+}
 
 for env_name in "${ab_envs[@]}"; do
   port=$(free_port)
-  extra=
-  [[ $env_name == nosasl ]] && extra=", \"SASL_PATH\" => \"$EMPTY_SASL\""
+  # tuned: what deploy/lighttpd/kestrel.conf sets, for both programs.
+  extra= stream=0
+  if [[ $env_name == tuned ]]; then
+    extra=", \"SASL_PATH\" => \"$EMPTY_SASL\", \"GNUTLS_NO_IMPLICIT_INIT\" => \"1\""
+    stream=1
+  fi
   cat >"$WORK/lighttpd.conf" <<EOF
 server.document-root = "$www"
 server.bind = "127.0.0.1"
@@ -279,6 +325,7 @@ server.modules = ("mod_cgi", "mod_setenv")
 server.errorlog = "$WORK/lighttpd-error.log"
 server.max-connections = 64
 cgi.assign = (".cgi" => "")
+server.stream-response-body = $stream
 setenv.add-environment = ("FLOOR_HOST" => "127.0.0.1", "FLOOR_PORT" => "$LDAP_PORT", "FLOOR_BASE" => "$(base "$big")"$extra)
 EOF
   lighttpd -D -f "$WORK/lighttpd.conf" 2>"$WORK/lighttpd.log" &
@@ -295,25 +342,14 @@ EOF
   for row in "${ab_cases[@]}"; do
     read -r case selector value filter count <<<"$row"
     for c in "${ab_concurrency[@]}"; do
-      for program in floor kestrel; do
-        if [[ $program == kestrel ]]; then
-          path="/kestrel.cgi?$(search_query "$big" "$selector" "$value")"
+      for ((round = 1; round <= ab_rounds; round++)); do
+        if ((round % 2)); then
+          ab_run floor "/floor.cgi?$filter"
+          ab_run kestrel "/kestrel.cgi?$(search_query "$big" "$selector" "$value")"
         else
-          path="/floor.cgi?$filter"
+          ab_run kestrel "/kestrel.cgi?$(search_query "$big" "$selector" "$value")"
+          ab_run floor "/floor.cgi?$filter"
         fi
-        log "lighttpd ($env_name): $program, $case, concurrency $c"
-        out=$RAW/ab-$env_name-$program-$case-c$c.txt
-        timeout 60 ab -q -c "$c" "${ab_limit[@]}" "http://127.0.0.1:$port$path" \
-          >"$out" 2>&1 || { fail "ab $program $case c$c ($env_name): see $out"; continue; }
-        awk -v e="$env_name" -v p="$program" -v c="$c" -v k="$case" '
-          /^Requests per second:/ {rps = $4}
-          /^Failed requests:/ {failed = $3}
-          /^Non-2xx responses:/ {non2xx = $3}
-          /^Document Length:/ {len = $3}
-          /^ +50%/ {p50 = $2} /^ +90%/ {p90 = $2} /^ +99%/ {p99 = $2}
-          /^ +100%/ {pmax = $2}
-          END {print e, p, c, k, rps, p50, p90, p99, pmax, failed + 0,
-                     non2xx + 0, len}' "$out" >>"$RAW/ab.tsv"
       done
     done
   done

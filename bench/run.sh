@@ -3,7 +3,7 @@
 # process runs side by side, instruction counts, and requests per second
 # through lighttpd. Writes bench/RESULTS.md.
 #
-#   bash bench/run.sh            full run (about ten minutes)
+#   bash bench/run.sh            full run (about 12 minutes)
 #   bash bench/run.sh --smoke    10 entries, 3 runs, a few seconds; writes
 #                                $BENCH_BUILD/RESULTS-smoke.md and exits
 #                                non-zero when anything fails to run
@@ -79,10 +79,12 @@ else
   build_variant release
   kestrel=$build/release/kestrel.cgi
   if [[ $mode == full ]]; then
-    # For comparison: the same sources with libcgicc as a shared library.
+    # For comparison: the same sources with libldap, or libcgicc, shared.
     cgicc_shared=$(find /usr/lib -name libcgicc.so | head -n 1)
+    build_variant shared-ldap -DKESTREL_STATIC_LDAP=OFF
     build_variant shared-cgicc -DCGICC_LIBRARY="$cgicc_shared"
-    variants=("shared-cgicc=$build/shared-cgicc/kestrel.cgi")
+    variants=("shared-ldap=$build/shared-ldap/kestrel.cgi"
+              "shared-cgicc=$build/shared-cgicc/kestrel.cgi")
   fi
 fi
 
@@ -264,7 +266,7 @@ version_of() { dpkg-query -W -f='${Version}' "$1" 2>/dev/null || echo "?"; }
   echo "program: $kestrel ($(stat -c %s "$kestrel") bytes; git $(git -C "$root" rev-parse --short HEAD 2>/dev/null)$(git -C "$root" status --porcelain -- src 2>/dev/null | grep -q . && echo ', src with uncommitted changes'))"
   echo "libraries loaded by the program: $(ldd "$kestrel" | wc -l), by the floor: $(ldd "$build/floor" | wc -l)"
   echo "SASL plugins: $(ls /usr/lib/x86_64-linux-gnu/sasl2/*.so 2>/dev/null | wc -l) in /usr/lib/x86_64-linux-gnu/sasl2"
-  echo "runs per case: $([[ $mode == smoke ]] && echo 3 || echo 11) after $([[ $mode == smoke ]] && echo 1 || echo 2) warm-up"
+  echo "runs per case: $([[ $mode == smoke ]] && echo 3 || echo 21) after $([[ $mode == smoke ]] && echo 1 || echo 2) warm-up"
   echo "largest-directory: ${sizes[-1]}"
   echo "small-config-lines: $(wc -l <"$conf_small")"
   echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg) (waited ${waited} s of at most ${quiet_wait} s for it to fall below 1)"
