@@ -232,6 +232,7 @@ mimetype.assign = (
 
 var.kestrel_cgi = "$state/cgi-bin/kestrel.cgi"
 var.kestrel_sasl_path = "$state/sasl-none"
+var.kestrel_origin = "http://127.0.0.1:$http_port"
 include "$root/deploy/lighttpd/kestrel.conf"
 EOF
 }

@@ -1,12 +1,16 @@
 // A visitor's journey through the demo site in headless Chromium: search,
-// show, vCard, modify, add, delete, the minimal pages, and a script in a
-// directory value that must not run. The test starts its own demo (on free
-// ports, in a state folder under the build tree) and stops it at the end.
+// show, vCard, modify, add, delete, the minimal pages, a script and a frame
+// in directory values that must not run or load, and forged writes from
+// another site that the web server refuses. The test starts its own demo
+// (on free ports, in a state folder under the build tree) and a second site
+// (http://localhost:PORT, another site to the browser than 127.0.0.1), and
+// stops both at the end.
 // Screenshots of every step land in $KESTREL_BROWSER_OUT/screenshots.
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { spawn, spawnSync } from 'node:child_process';
 import fs from 'node:fs';
+import http from 'node:http';
 import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
@@ -28,6 +32,10 @@ const step = (name, body) => test(name, { skip: missing ?? false }, body);
 let demo; // the demo's process
 let demoEnv;
 let site; // http://127.0.0.1:PORT
+let ldapPort;
+let other; // http://localhost:PORT, the second site
+let otherServer;
+const otherRequests = []; // paths the second site was asked for
 let browser;
 let shot = 0;
 
@@ -78,6 +86,50 @@ function startDemo(httpPort, ldapPort) {
   });
 }
 
+// The second site: a page to be framed, and pages that send forged writes
+// to the demo as soon as they load. The forms carry the right password, as
+// a site that binds with its configured password needs none.
+function otherPage(url) {
+  const program = `${site}/cgi-bin/kestrel.cgi`;
+  const grace = 'cn=Grace Trailing,ou=People,dc=example,dc=com';
+  const form = (fields) => `<body onload="document.forms[0].submit()">
+    <form method="post" action="${program}">${Object.entries(fields).map(([name, value]) =>
+    `<input type="hidden" name="${name}" value="${value}">`).join('')}</form>`;
+  const pages = {
+    '/frame.html': '<title>Sign in</title><form>Password: <input type="password"></form>',
+    '/modify.html': form({
+      kestreldomain: 'demo', entrydn: grace, ldapcn: 'Grace Trailing',
+      telephoneNumber: '+1 (555) 010-6666', updatepassword: password,
+    }),
+    '/delete.html': form({ kestreldomain: 'demo', delentry: grace, deletepassword: password }),
+    // A GET does it too: images whose addresses delete, with the field's
+    // name as typed, in other letters and encoded.
+    '/images.html': ['delentry', 'DelEntry', '%64elentry'].map((name) =>
+      `<img src="${program}?kestreldomain=demo&${name}=${encodeURIComponent(grace)}` +
+      `&deletepassword=${password}">`).join(''),
+  };
+  return pages[url];
+}
+
+function startOtherSite(port) {
+  otherServer = http.createServer((request, response) => {
+    otherRequests.push(request.url);
+    const page = otherPage(request.url);
+    response.writeHead(page ? 200 : 404, { 'Content-Type': 'text/html; charset=utf-8' });
+    response.end(page ? `<!doctype html>${page}` : 'not found');
+  });
+  return new Promise((resolve) => otherServer.listen(port, '127.0.0.1', resolve));
+}
+
+// Runs an LDAP tool of ldap-utils against the demo's directory as its admin.
+function ldap(tool, args, input) {
+  const result = spawnSync(tool, ['-x', '-H', `ldap://127.0.0.1:${ldapPort}`,
+    '-D', 'cn=admin,dc=example,dc=com', '-w', password, ...args],
+  { input, encoding: 'utf8', timeout: 30000 });
+  assert.equal(result.status, 0, `${tool}: ${result.stderr}`);
+  return result.stdout;
+}
+
 function stopDemo() {
   if (!demo) return;
   spawnSync('bash', [path.join(repo, 'scripts/demo.sh'), 'stop'], {
@@ -91,8 +143,11 @@ before(async () => {
   fs.rmSync(shots, { recursive: true, force: true });
   fs.mkdirSync(shots, { recursive: true });
   const httpPort = await freePort();
-  const ldapPort = await freePort();
+  ldapPort = await freePort();
   site = `http://127.0.0.1:${httpPort}`;
+  const otherPort = await freePort();
+  other = `http://localhost:${otherPort}`;
+  await startOtherSite(otherPort);
   await startDemo(httpPort, ldapPort);
   const profile = fs.mkdtempSync(path.join(os.tmpdir(), 'kestrel-chromium-'));
   fs.mkdirSync(path.join(out, 'downloads'), { recursive: true });
@@ -104,6 +159,7 @@ after(async () => {
     if (browser) await browser.quit();
   } finally {
     stopDemo();
+    otherServer?.close();
   }
 }, { timeout: 60000 });
 process.on('exit', () => {
@@ -271,9 +327,14 @@ step('the minimal domain serves lean pages', async () => {
 step('a script in a directory value reaches the page but does not run', async () => {
   const response = await fetch(
     `${site}/cgi-bin/kestrel.cgi?info=Mallory+Markup&kestreldomain=demo`);
-  assert.match(response.headers.get('content-security-policy'), /script-src 'none'/);
+  const policy = response.headers.get('content-security-policy');
+  for (const directive of ["default-src 'none'", "script-src 'none'", "frame-src 'none'",
+    "frame-ancestors 'none'", "form-action 'self'"]) {
+    assert.ok(policy.split(/\s*;\s*/).includes(directive), `${directive} in ${policy}`);
+  }
+  assert.equal(response.headers.get('x-frame-options'), 'DENY');
   assert.equal(response.headers.get('x-content-type-options'), 'nosniff');
-  assert.equal(response.headers.get('referrer-policy'), 'no-referrer');
+  assert.equal(response.headers.get('referrer-policy'), 'same-origin');
 
   await search('', 'Name', 'Mallory');
   await browser.click(await browser.linkNear('tr', 'Markup', 'Display'));
@@ -283,4 +344,68 @@ step('a script in a directory value reaches the page but does not run', async ()
   assert.equal(await browser.title(), 'Example.org: Database Information.');
   assert.equal(await browser.run('return document.body.getAttribute("data-script-ran")'), null);
   await screenshot('script-blocked');
+});
+
+step('photos on the site itself still show under the policy', async () => {
+  await browser.go(`${site}/cgi-bin/kestrel.cgi?info=Ada+Adler&kestreldomain=demo`);
+  await waitForTitle('Database Information');
+  assert.deepEqual(await browser.run(
+    'return [...document.images].map((i) => i.complete && i.naturalWidth > 0)'), [true]);
+});
+
+step('a frame from another site in a directory value does not load', async () => {
+  ldap('ldapadd', [], [
+    'dn: cn=Ivy Frame,ou=People,dc=example,dc=com',
+    'objectClass: inetOrgPerson',
+    'cn: Ivy Frame',
+    'sn: Frame',
+    `title: Intern <iframe src="${other}/frame.html" width="400" height="120"></iframe>`,
+    '',
+  ].join('\n'));
+  await browser.go(`${site}/cgi-bin/kestrel.cgi?info=Ivy+Frame&kestreldomain=demo`);
+  // The page is complete only when its frames are.
+  await waitForTitle('Database Information');
+  assert.equal(await browser.run('return document.querySelectorAll("iframe").length'), 1,
+    'the value is written as markup');
+  assert.ok(!otherRequests.includes('/frame.html'), 'the frame was fetched');
+  await screenshot('frame-blocked');
+});
+
+step('writes sent from another site are refused and change nothing', async () => {
+  const grace = async () => (await fetch(
+    `${site}/cgi-bin/kestrel.cgi?info=Grace+Trailing&kestreldomain=demo`)).text();
+  assert.match(await grace(), /\+1 \(555\) 010-7001/);
+
+  for (const page of ['modify', 'delete']) {
+    await browser.go(`${other}/${page}.html`);
+    await waitFor(async () => (await browser.url()).startsWith(site) &&
+      (await browser.run('return document.readyState')) === 'complete',
+    10000, `the forged ${page}`);
+    assert.match(await browser.text(), /403 Forbidden/);
+    await screenshot(`forged-${page}`);
+  }
+  await browser.go(`${other}/images.html`);
+  await waitFor(async () => (await browser.run('return document.readyState')) === 'complete',
+    10000, 'the images');
+
+  const text = await grace();
+  assert.match(text, /\+1 \(555\) 010-7001/);
+  assert.doesNotMatch(text, /010-6666/);
+});
+
+step('without Sec-Fetch-Site the Origin header decides; reads stay open', async () => {
+  const program = `${site}/cgi-bin/kestrel.cgi`;
+  const post = async (headers) => (await fetch(program, {
+    method: 'POST',
+    headers: { 'Content-Type': 'application/x-www-form-urlencoded', ...headers },
+    body: 'kestreldomain=demo&searchfor=Grace&selectoption=Name',
+  })).status;
+  assert.equal(await post({ Origin: other }), 403);
+  assert.equal(await post({ Origin: 'null' }), 403);
+  assert.equal(await post({ Origin: site }), 200);
+  assert.equal(await post({}), 200);
+  // A link from another site to a search or an entry still works.
+  const read = await fetch(`${program}?kestreldomain=demo&info=Grace+Trailing`,
+    { headers: { 'Sec-Fetch-Site': 'cross-site', Origin: other } });
+  assert.equal(read.status, 200);
 });
