@@ -7,7 +7,8 @@
 #
 # Settings, from the environment:
 #   KESTREL_DEMO_DIR       state folder (default .demo in the checkout); it
-#                          is made anew on every start
+#                          is made anew on every start, so a folder that
+#                          holds anything but a demo's state is refused
 #   KESTREL_DEMO_HTTP_PORT web server port (default 8080)
 #   KESTREL_DEMO_LDAP_PORT directory port (default 3890)
 #   KESTREL_DEMO_PASSWORD  admin password (default: a new random one)
@@ -17,7 +18,9 @@
 # Nothing outside the state folder changes. The servers run in a private
 # mount namespace where /etc and /var/lib are overlays whose changes land in
 # the state folder; there the sample configuration is bound at
-# /etc/kestrel.conf, so a real /etc/kestrel.conf is never touched.
+# /etc/kestrel.conf, so a real /etc/kestrel.conf is never touched, and the
+# state folder is bound at /var/lib/kestrel-demo, where the web server's
+# user reaches it wherever the folder itself lies.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -27,6 +30,10 @@ ldap_port=${KESTREL_DEMO_LDAP_PORT:-3890}
 suffix="dc=example,dc=com"
 admin_dn="cn=admin,$suffix"
 sample_config=$root/deploy/sample/kestrel.conf
+# The state folder as the servers see it (bound there in the namespace).
+served=/var/lib/kestrel-demo
+# Left in the state folder; a folder without it is not wiped.
+marker=.kestrel-demo
 
 say() { printf 'demo: %s\n' "$*"; }
 fail() { printf 'demo: %s\n' "$*" >&2; exit 1; }
@@ -44,6 +51,27 @@ wait_for() {
 }
 
 port_free() { ! ss -Hltn "sport = :$1" | grep -q .; }
+
+# True when the state folder may be wiped: it is missing or empty, or a
+# demo made it (the marker, or, from demos that left none, nothing but the
+# names a demo writes).
+state_disposable() {
+  if [[ -L $state || (-e $state && ! -d $state) ]]; then return 1; fi
+  [[ -d $state ]] || return 0
+  [[ -e $state/$marker ]] && return 0
+  local entry
+  for entry in "$state"/* "$state"/.[!.]*; do
+    [[ -e $entry || -L $entry ]] || continue
+    case ${entry##*/} in
+      admin-password | cgi-bin | kestrel.conf | ldap | lighttpd.conf | \
+        people.ldif | sasl-none | services | slapd.args | slapd.conf | \
+        www | www-log | *.log | *.pid | etc-upper | etc-work | \
+        varlib-upper | varlib-work) ;;
+      *) return 1 ;;
+    esac
+  done
+  return 0
+}
 
 # --- stop ----------------------------------------------------------------
 
@@ -96,6 +124,8 @@ inside() {
 
   overlay /etc etc
   overlay /var/lib varlib
+  mkdir -p "$served"
+  mount --bind "$state" "$served"
   config=$sample_config
   [[ $ldap_port == 3890 ]] || config=$state/kestrel.conf
   touch /etc/kestrel.conf
@@ -115,7 +145,7 @@ inside() {
   wait_for ldapsearch -x -H "ldap://127.0.0.1:$ldap_port" -b "" -s base ||
     fail "slapd did not start; see $state/slapd.log"
 
-  lighttpd -D -f "$state/lighttpd.conf" 2>"$state/lighttpd.log" &
+  lighttpd -D -f "$served/lighttpd.conf" 2>"$state/lighttpd.log" &
   lighttpd_pid=$!
   wait_for curl -sf "http://127.0.0.1:$http_port/" ||
     fail "lighttpd did not start; see $state/lighttpd.log"
@@ -216,13 +246,13 @@ EOF
 write_lighttpd_config() {
   cat >"$state/lighttpd.conf" <<EOF
 server.modules = ( "mod_indexfile" )
-server.document-root = "$state/www"
+server.document-root = "$served/www"
 server.bind = "127.0.0.1"
 server.port = $http_port
 server.username = "www-data"
 server.groupname = "www-data"
-server.pid-file = "$state/lighttpd.pid"
-server.errorlog = "$state/www-log/lighttpd-error.log"
+server.pid-file = "$served/lighttpd.pid"
+server.errorlog = "$served/www-log/lighttpd-error.log"
 index-file.names = ( "index.html" )
 mimetype.assign = (
   ".html" => "text/html; charset=utf-8",
@@ -230,29 +260,37 @@ mimetype.assign = (
   ".png" => "image/png",
 )
 
-var.kestrel_cgi = "$state/cgi-bin/kestrel.cgi"
-var.kestrel_sasl_path = "$state/sasl-none"
+var.kestrel_cgi = "$served/cgi-bin/kestrel.cgi"
+var.kestrel_sasl_path = "$served/sasl-none"
 var.kestrel_origin = "http://127.0.0.1:$http_port"
 include "$root/deploy/lighttpd/kestrel.conf"
 EOF
 }
 
 prepare() {
+  # What the web server's user reads is written 0644 whatever the caller's
+  # umask. Secrets (the admin password and its hash, the people's password
+  # hashes, any key) are written in the umask 077 block below, so no other
+  # user ever reads them, not even for a moment.
+  umask 022
   rm -rf "$state"
-  mkdir -p "$state"/{ldap,www,cgi-bin,sasl-none}
+  mkdir -p "$state"/{www,cgi-bin,sasl-none}
+  mkdir -m 700 "$state/ldap"
   chmod 755 "$state"
+  : >"$state/$marker"
   install -d -o www-data -g www-data "$state/www-log"
-  if [[ -n ${KESTREL_DEMO_PASSWORD:-} ]]; then
-    printf '%s\n' "$KESTREL_DEMO_PASSWORD" >"$state/admin-password"
-  else
-    head -c 9 /dev/urandom | base64 | tr '+/' 'xy' >"$state/admin-password"
-  fi
-  chmod 600 "$state/admin-password"
-
-  awk -v count=240 -v password="$(slappasswd -s "$RANDOM$RANDOM$RANDOM")" \
-    -f deploy/demo/people.awk >"$state/people.ldif"
-  cat deploy/demo/featured.ldif >>"$state/people.ldif"
-  write_slapd_config
+  (
+    umask 077
+    if [[ -n ${KESTREL_DEMO_PASSWORD:-} ]]; then
+      printf '%s\n' "$KESTREL_DEMO_PASSWORD" >"$state/admin-password"
+    else
+      head -c 9 /dev/urandom | base64 | tr '+/' 'xy' >"$state/admin-password"
+    fi
+    awk -v count=240 -v password="$(slappasswd -s "$RANDOM$RANDOM$RANDOM")" \
+      -f deploy/demo/people.awk >"$state/people.ldif"
+    cat deploy/demo/featured.ldif >>"$state/people.ldif"
+    write_slapd_config
+  )
   slapadd -q -f "$state/slapd.conf" -b "$suffix" -l "$state/people.ldif" \
     2>"$state/slapadd.log" || fail "slapadd failed; see $state/slapadd.log"
 
@@ -272,6 +310,8 @@ prepare() {
 
 start() {
   [[ $(id -u) -eq 0 ]] || fail "run as root (the demo makes a mount namespace)"
+  state_disposable ||
+    fail "$state holds files the demo did not make, and a start would wipe it; set KESTREL_DEMO_DIR to a new or empty folder"
   bash scripts/install-deps.sh
   if alive "$(pid_in "$state/demo.pid")"; then
     fail "a demo is running already; bash scripts/demo.sh stop"
