@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Turns the raw numbers of bench/measure.sh into RESULTS.md (on stdout).
+# Paths inside the checkout are written relative to it, so the file names
+# no folder of the machine that wrote it.
 #   bash bench/report.sh RAW_FOLDER
 set -uo pipefail
 raw=${1:?usage: report.sh RAW_FOLDER}
+root=$(cd "$(dirname "$0")/.." && pwd)
 times=$raw/times.tsv
 
 # Median, min and max of every series, case, program and column (5 wall us,
@@ -59,6 +62,16 @@ count() { echo "${1#s}" | sed ':a;s/\B[0-9]\{3\}\>/,&/;ta'; }
 entries() { local n; n=$(count "$1"); [[ $n == 1 ]] && echo "1 entry" || echo "$n entries"; }
 big=$(sed -n 's/^largest-directory: //p' "$raw/machine.txt")
 
+# Takes "ROOT/" off every path in the checkout ROOT, wherever it stands.
+checkout_relative() {
+  awk -v root="$root/" '{
+    while ((i = index($0, root)) > 0)
+      $0 = substr($0, 1, i - 1) substr($0, i + length(root))
+    print
+  }'
+}
+
+{
 echo "# Benchmark: kestrel.cgi against the floor"
 echo
 echo "Written by \`bash bench/run.sh\`; do not edit by hand. Raw data: \`$raw\`."
@@ -336,3 +349,4 @@ if [[ -s $raw/failures.txt ]]; then
   echo
   sed 's/^/- /' "$raw/failures.txt"
 fi
+} | checkout_relative
