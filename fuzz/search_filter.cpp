@@ -1,10 +1,11 @@
 // The search filter. Input: the selectoption line ("=" and the value, or
 // anything else for no such element), the search text line, then the lines
 // of the domain's block (field rows, AddFilter, FilterPrefix, FilterSuffix).
+#include "directory/search_filter.h"
+
 #include <sstream>
 
 #include "config/reader.h"
-#include "directory/search_request.h"
 
 #include "fuzz_support.h"
 

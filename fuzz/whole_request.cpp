@@ -12,7 +12,7 @@
 
 #include <cgicc/Cgicc.h>
 
-#include "web/dispatch.h"
+#include "app/entry.h"
 
 #include "fuzz_support.h"
 
@@ -109,7 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   kestrel::Request rq{*cgi, settings, map, out, "", configFile.path()};
   char program[] = "kestrel.cgi";
   char* argv[] = {program, nullptr};
-  FUZZ_CHECK(kestrel::dispatchRequest(1, argv, rq) == 0);
+  FUZZ_CHECK(kestrel::serveRequest(1, argv, rq) == 0);
 
   // Every response opens with its header, or is empty (an error page for a
   // page type that is not HTML).

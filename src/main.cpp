@@ -1,5 +1,5 @@
-#include "web/dispatch.h"
+#include "app/entry.h"
 
 int main(int argc, char** argv) {
-  return kestrel::dispatchRequest(argc, argv);
+  return kestrel::serveCgiRequest(argc, argv);
 }

@@ -7,7 +7,7 @@ set(KESTREL_DIRECTORY_SOURCES
   directory/render_text.cpp
   directory/render_views.cpp
   directory/search.cpp
-  directory/search_request.cpp
+  directory/search_filter.cpp
   directory/values.cpp
   directory/vcard.cpp
 )

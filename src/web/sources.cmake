@@ -1,7 +1,5 @@
 # Sources of the web folder, relative to src/.
 set(KESTREL_WEB_SOURCES
-  web/dispatch.cpp
-  web/entry_pages.cpp
   web/page.cpp
   web/request.cpp
   web/server_url.cpp

@@ -1,7 +1,8 @@
+#include "directory/search_filter.h"
+
 #include <gtest/gtest.h>
 #include <string>
 
-#include "directory/search_request.h"
 #include "directory/table_rows.h"
 
 namespace kestrel {

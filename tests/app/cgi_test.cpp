@@ -19,10 +19,10 @@ const std::string kMegabyte(1 << 20, 'x');
 const std::string kLongQueryText(120 << 10, 'x');
 
 std::string expected(const std::string& name) {
-  return readFile(testDataPath("web/" + name + ".expected"));
+  return readFile(testDataPath("app/" + name + ".expected"));
 }
 
-// The request of a case of web/responses.cases, by its keys.
+// The request of a case of app/responses.cases, by its keys.
 CgiRun caseRequest(std::map<std::string, std::string> keys) {
   std::string config = unescape(keys["config"]);
   CgiRun run = getRequest(config, unescape(keys["get"]));
@@ -54,10 +54,10 @@ struct Case {
   std::map<std::string, std::string> keys;  // what to check
 };
 
-// The cases of a file under web/: keys up to the "expect" or "check" line.
+// The cases of a file under app/: keys up to the "expect" or "check" line.
 std::vector<Case> readCases(const std::string& name) {
   std::vector<Case> cases;
-  std::istringstream file(readFile(testDataPath("web/" + name)));
+  std::istringstream file(readFile(testDataPath("app/" + name)));
   std::map<std::string, std::string> keys;
   std::string what;
   for (std::string line; std::getline(file, line);) {

@@ -1,4 +1,4 @@
-// Text pieces of the pages the entry writes itself.
+// Text pieces of the vCard, information and delete-confirmation pages.
 #pragma once
 
 #include <string>

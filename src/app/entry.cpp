@@ -1,4 +1,4 @@
-#include "web/dispatch.h"
+#include "app/entry.h"
 
 #include <cstdlib>
 #include <iostream>
@@ -9,16 +9,13 @@
 #include <cgicc/Cgicc.h>
 #include <cgicc/HTMLClasses.h>
 
+#include "app/pages.h"
 #include "config/reader.h"
-#include "directory/search.h"
-#include "directory/search_request.h"
 #include "update/add.h"
 #include "update/delete.h"
 #include "update/update.h"
-#include "web/entry_pages.h"
 #include "web/page.h"
 #include "web/server_url.h"
-#include "web/url_decode.h"
 
 namespace kestrel {
 namespace {
@@ -59,75 +56,9 @@ const cgicc::FormEntry* triggerField(const cgicc::Cgicc& cgi,
   return &*cgi.getElement(name);
 }
 
-void writeVcardResponse(Request& rq, const std::string& server,
-                        const std::string& key) {
-  rq.out << vcardResponseHeader(rq.settings.VcardCharset);
-  searchAndRender(rq, server, RenderMode::Vcard, "cn=" + key);
-}
-
-void writeModifyPage(Request& rq, const std::string& server,
-                     const std::string& key) {
-  const std::string pageType = rq.settings.PageType;
-  writePageHeader(rq.out, rq.settings, pageType, "Modify database entry",
-                  "modify");
-  // Written for every page type, unlike the information page's: meant.
-  rq.out << cgicc::h1(rq.settings.OrgName + ": Modify database entry") << '\n';
-  searchAndRender(rq, server, RenderMode::ModifyForm, "cn=" + key);
-  writePageFooter(rq.out, pageType);
-}
-
-void writeInfoPage(Request& rq, ServerUrl& baseUrl, const std::string& server,
-                   const std::string& key) {
-  const std::string pageType = rq.settings.PageType;
-  writePageHeader(rq.out, rq.settings, pageType, "Database Information.",
-                  "info");
-  if (isHtmlExtra(pageType)) {
-    rq.out << cgicc::h1(rq.settings.OrgName + ": Database Information") << '\n';
-  }
-  searchAndRender(rq, server, RenderMode::Info, "cn=" + key);
-  if (!rq.settings.UrlReturnLink.empty() && isHtml(pageType)) {
-    rq.out << cgicc::br()
-           << returnLink(baseUrl.getUrl(), rq.settings.UrlReturnLink)
-           << cgicc::br();
-  }
-  writePageFooter(rq.out, pageType);
-}
-
-void writeDeleteConfirmationPage(Request& rq, const std::string& received) {
-  const std::string pageType = rq.settings.PageType;
-  writePageHeader(rq.out, rq.settings, pageType, "Delete Database Entry.",
-                  "delete");
-  rq.out << cgicc::h1(rq.settings.OrgName + ": Delete Database Entry") << '\n';
-  // cgicc has decoded the value once already; the second decoding is meant.
-  const std::string entry = urlDecode(received);
-  if (isHtml(pageType)) {
-    // The paragraph element closes the one the page header left open.
-    rq.out << "Entry to delete: " << entry << cgicc::p();
-  }
-  if (isHtmlExtra(pageType))
-    rq.out << "<dl><dd>\n";
-  if (isHtml(pageType)) {
-    rq.out << deleteConfirmationForm(rq.settings.CgiBinPath, rq.domain,
-                                     received);
-  }
-  if (isHtmlExtra(pageType)) {
-    rq.out << "</dl>\n" << cgicc::p() << cgicc::hr() << cgicc::p() << '\n';
-  }
-  writePageFooter(rq.out, pageType);
-}
-
-void writeFallbackPage(Request& rq) {
-  const std::string pageType = rq.settings.PageType;
-  // Lower-case title and this page id: meant.
-  writePageHeader(rq.out, rq.settings, pageType, "modify database entry.",
-                  "modldappasswd");
-  rq.out << cgicc::h1("No data entered of type known by Kestrel") << '\n';
-  writePageFooter(rq.out, pageType);
-}
-
 }  // namespace
 
-int dispatchRequest(int argc, char** argv) {
+int serveCgiRequest(int argc, char** argv) {
   // Unsynced std::cout is safe: every page write goes through it, the
   // blank-search abort flushes it first, and the one stdio write (urlEncode's
   // message before exit) comes last while exit flushes std::cout first.
@@ -147,10 +78,10 @@ int dispatchRequest(int argc, char** argv) {
   DomainSettings settings;
   MapLinkSettings map;
   Request rq{*cgi, settings, map, std::cout, ""};
-  return dispatchRequest(argc, argv, rq);
+  return serveRequest(argc, argv, rq);
 }
 
-int dispatchRequest(int argc, char** argv, Request& rq) {
+int serveRequest(int argc, char** argv, Request& rq) {
   // Made before the configuration is read, so its port text is that of the
   // construction defaults.
   ServerUrl baseUrl(rq.settings);

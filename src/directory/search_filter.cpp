@@ -1,13 +1,4 @@
-#include "directory/search_request.h"
-
-#include <cstdlib>
-
-#include <cgicc/Cgicc.h>
-#include <cgicc/HTMLClasses.h>
-
-#include "directory/search.h"
-#include "web/page.h"
-#include "web/server_url.h"
+#include "directory/search_filter.h"
 
 namespace kestrel {
 namespace {
@@ -67,12 +58,6 @@ std::optional<std::string> attributeTerm(const FieldDefinition& row,
   return term;
 }
 
-void writeReturnLink(Request& rq, ServerUrl& serverUrl) {
-  // Lower-case closing tag here; the information page writes "</A>".
-  rq.out << cgicc::br() << "<a href=\"" << serverUrl.getUrl() << "/"
-         << rq.settings.UrlReturnLink << "\">Return</a>" << cgicc::br();
-}
-
 }  // namespace
 
 std::optional<std::string> buildSearchFilter(DomainSettings& settings,
@@ -96,44 +81,6 @@ std::optional<std::string> buildSearchFilter(DomainSettings& settings,
     break;
   }
   return filter + filterClosing(settings);
-}
-
-int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor) {
-  ServerUrl serverUrl(rq.settings);
-  const std::string pageType = rq.settings.PageType;
-  writePageHeader(rq.out, rq.settings, pageType,
-                  "Results from database search.", "results");
-  if (isHtmlExtra(pageType)) {
-    rq.out << cgicc::h1("Results from database search:") << '\n';
-  }
-
-  std::string selectOption;
-  const std::string* selected = nullptr;
-  cgicc::const_form_iterator element = rq.cgi.getElement("selectoption");
-  if (element != rq.cgi.getElements().end()) {
-    selectOption = element->getValue();
-    selected = &selectOption;
-  }
-  std::optional<std::string> filter =
-      buildSearchFilter(rq.settings, selected, searchfor.getValue());
-  if (!filter) {
-    // A search text of blanks only has no value to search for: the page
-    // so far goes out and the run ends abnormally, writing nothing more.
-    rq.out.flush();
-    std::abort();
-  }
-
-  const std::string server = rq.settings.LdapServer;
-  if (rq.settings.OutputEmailCutPaste) {
-    rq.out << "This functionality not available yet!\n";
-  } else {
-    searchAndRender(rq, server, RenderMode::List, *filter);
-  }
-  if (isHtml(pageType) && !rq.settings.UrlReturnLink.empty()) {
-    writeReturnLink(rq, serverUrl);
-  }
-  writePageFooter(rq.out, pageType);
-  return 0;
 }
 
 }  // namespace kestrel

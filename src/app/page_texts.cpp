@@ -1,4 +1,4 @@
-#include "web/entry_pages.h"
+#include "app/page_texts.h"
 
 #include "config/constants.h"
 

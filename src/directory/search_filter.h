@@ -1,15 +1,10 @@
-// The search request: filter construction and the results page.
+// The search filter built from the search form's text and option.
 #pragma once
 
 #include <optional>
 #include <string>
 
 #include "config/settings.h"
-#include "web/request.h"
-
-namespace cgicc {
-class FormEntry;
-}
 
 namespace kestrel {
 
@@ -20,8 +15,5 @@ namespace kestrel {
 std::optional<std::string> buildSearchFilter(DomainSettings& settings,
                                              const std::string* selectOption,
                                              const std::string& searchText);
-
-// The results page for the searchfor element. Returns 0.
-int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor);
 
 }  // namespace kestrel

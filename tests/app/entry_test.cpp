@@ -1,5 +1,5 @@
 // The entry run in process: version query, domain check, trigger fields.
-#include "web/dispatch.h"
+#include "app/entry.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -30,12 +30,12 @@ std::string runEntry(const std::string& query, std::vector<std::string> args,
   argv.push_back(nullptr);
   Request rq{*cgi, settings, map, out, ""};
   rq.configPath = path.c_str();
-  status = dispatchRequest(static_cast<int>(argv.size() - 1), argv.data(), rq);
+  status = serveRequest(static_cast<int>(argv.size() - 1), argv.data(), rq);
   return out.str();
 }
 
 const std::string kFallbackPage =
-    readFile(testDataPath("web/fallback-HtmlExtra.expected"));
+    readFile(testDataPath("app/fallback-HtmlExtra.expected"));
 
 TEST(Entry, VersionQueryIsOneArgumentStartingWithDashV) {
   const struct {
