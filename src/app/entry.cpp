@@ -101,7 +101,6 @@ int serveRequest(int argc, char** argv, Request& rq) {
     writeErrorPage(rq.out, rq.settings, error);
     return 0;
   }
-  const std::string server = rq.settings.LdapServer;
 
   // Independent tests, not alternatives: one form may run several actions.
   bool nothingDone = true;
@@ -110,16 +109,16 @@ int serveRequest(int argc, char** argv, Request& rq) {
     nothingDone = false;
   }
   if (const cgicc::FormEntry* field = triggerField(rq.cgi, "vcard")) {
-    writeVcardResponse(rq, server, field->getValue());
+    writeVcardResponse(rq, field->getValue());
     nothingDone = false;
   }
   if (const cgicc::FormEntry* field =
           triggerField(rq.cgi, "createupdateform")) {
-    writeModifyPage(rq, server, field->getValue());
+    writeModifyPage(rq, field->getValue());
     nothingDone = false;
   }
   if (const cgicc::FormEntry* field = triggerField(rq.cgi, "info")) {
-    writeInfoPage(rq, baseUrl, server, field->getValue());
+    writeInfoPage(rq, baseUrl, field->getValue());
     nothingDone = false;
   }
   if (const cgicc::FormEntry* field = triggerField(rq.cgi, "entrydn")) {

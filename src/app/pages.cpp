@@ -48,11 +48,10 @@ int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor) {
     std::abort();
   }
 
-  const std::string server = rq.settings.LdapServer;
   if (rq.settings.OutputEmailCutPaste) {
     rq.out << "This functionality not available yet!\n";
   } else {
-    searchAndRender(rq, server, RenderMode::List, *filter);
+    searchAndRender(rq, RenderMode::List, *filter);
   }
   if (isHtml(pageType) && !rq.settings.UrlReturnLink.empty()) {
     writeReturnLink(rq, serverUrl);
@@ -61,32 +60,29 @@ int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor) {
   return 0;
 }
 
-void writeVcardResponse(Request& rq, const std::string& server,
-                        const std::string& key) {
+void writeVcardResponse(Request& rq, const std::string& key) {
   rq.out << vcardResponseHeader(rq.settings.VcardCharset);
-  searchAndRender(rq, server, RenderMode::Vcard, "cn=" + key);
+  searchAndRender(rq, RenderMode::Vcard, "cn=" + key);
 }
 
-void writeModifyPage(Request& rq, const std::string& server,
-                     const std::string& key) {
+void writeModifyPage(Request& rq, const std::string& key) {
   const std::string pageType = rq.settings.PageType;
   writePageHeader(rq.out, rq.settings, pageType, "Modify database entry",
                   "modify");
   // Written for every page type, unlike the information page's: meant.
   rq.out << cgicc::h1(rq.settings.OrgName + ": Modify database entry") << '\n';
-  searchAndRender(rq, server, RenderMode::ModifyForm, "cn=" + key);
+  searchAndRender(rq, RenderMode::ModifyForm, "cn=" + key);
   writePageFooter(rq.out, pageType);
 }
 
-void writeInfoPage(Request& rq, ServerUrl& baseUrl, const std::string& server,
-                   const std::string& key) {
+void writeInfoPage(Request& rq, ServerUrl& baseUrl, const std::string& key) {
   const std::string pageType = rq.settings.PageType;
   writePageHeader(rq.out, rq.settings, pageType, "Database Information.",
                   "info");
   if (isHtmlExtra(pageType)) {
     rq.out << cgicc::h1(rq.settings.OrgName + ": Database Information") << '\n';
   }
-  searchAndRender(rq, server, RenderMode::Info, "cn=" + key);
+  searchAndRender(rq, RenderMode::Info, "cn=" + key);
   if (!rq.settings.UrlReturnLink.empty() && isHtml(pageType)) {
     rq.out << cgicc::br()
            << returnLink(baseUrl.getUrl(), rq.settings.UrlReturnLink)

@@ -18,17 +18,14 @@ class ServerUrl;
 int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor);
 
 // The vCard download of the entry cn=`key`: its header, then the card.
-void writeVcardResponse(Request& rq, const std::string& server,
-                        const std::string& key);
+void writeVcardResponse(Request& rq, const std::string& key);
 
 // The modify form of the entry cn=`key`.
-void writeModifyPage(Request& rq, const std::string& server,
-                     const std::string& key);
+void writeModifyPage(Request& rq, const std::string& key);
 
 // The information page of the entry cn=`key`; `baseUrl` gives the Return
 // link's address.
-void writeInfoPage(Request& rq, ServerUrl& baseUrl, const std::string& server,
-                   const std::string& key);
+void writeInfoPage(Request& rq, ServerUrl& baseUrl, const std::string& key);
 
 // The page that asks for the password before a deletion; `received` is the
 // createdeleteform value as the form parser gave it.

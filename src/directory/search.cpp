@@ -5,8 +5,8 @@
 
 #include <cgicc/HTMLClasses.h>
 
+#include "directory/connection.h"
 #include "directory/map_link.h"
-#include "directory/messages.h"
 #include "directory/render.h"
 #include "web/page.h"
 
@@ -23,39 +23,40 @@ int resultCode(LDAP* ld) {
   return code;
 }
 
-void reportOpenFailure(const Request& rq, const std::string& server) {
+// A search writes the write actions' full texts on HtmlExtra pages only and
+// short lines of its own on HtmlMinimal pages.
+void reportOpenFailure(const Request& rq) {
   const std::string& pageType = rq.settings.PageType;
   if (isHtmlExtra(pageType)) {
-    rq.out << "ERROR: Unable to open a connection to LDAP server " << server
-           << cgicc::p() << '\n'
-           << notifyWebmasterLine(rq.settings) << cgicc::p() << '\n';
+    writeConnectFailure(rq.out, rq.settings);
   } else if (isHtmlMinimal(pageType)) {
-    rq.out << "Can't connect to: " << server << '\n';
+    rq.out << "Can't connect to: " << rq.settings.LdapServer << '\n';
   }
   std::perror(kLabelInit);
 }
 
-void reportBindFailure(const Request& rq, LDAP* ld, const std::string& server,
-                       int code) {
+void reportBindFailure(const Request& rq, LDAP* ld, int code) {
   const std::string& pageType = rq.settings.PageType;
   if (isHtmlExtra(pageType)) {
-    rq.out << "Unable to bind with LDAP server " << server << cgicc::p() << '\n'
-           << notifyWebmasterLine(rq.settings) << cgicc::p() << '\n';
-    if (code == LDAP_INVALID_CREDENTIALS) {
-      rq.out << " Bind password incorrect. \n";
-    } else if (code == LDAP_INAPPROPRIATE_AUTH) {
-      rq.out << " No bind password to check. \n";
-    }
+    writeBindFailure(rq.out, rq.settings, code);
   } else if (isHtmlMinimal(pageType)) {
     if (code == LDAP_INVALID_CREDENTIALS) {
       rq.out << "Password incorrect.\n";
     } else if (code == LDAP_INAPPROPRIATE_AUTH) {
       rq.out << "No password.\n";
     } else {
-      rq.out << "Unable to bind to server " << server << '\n';
+      rq.out << "Unable to bind to server " << rq.settings.LdapServer << '\n';
     }
   }
   ldap_perror(ld, kLabelBind);
+}
+
+// Binds as ReadBindDn when ReadPassword is set, else anonymously.
+int bindForReading(LDAP* ld, const DomainSettings& settings) {
+  if (!settings.ReadPassword)
+    return bindDirectory(ld, nullptr, nullptr);
+  return bindDirectory(ld, settings.ReadBindDn.c_str(),
+                       settings.ReadBindPw.c_str());
 }
 
 void reportSearchFailure(const Request& rq, LDAP* ld, int code) {
@@ -141,26 +142,17 @@ void writeListFoot(const Request& rq, int matches, const std::string& filter) {
 
 }  // namespace
 
-LDAP* openDirectory(const DomainSettings& settings, const std::string& server) {
-  return ldap_init(server.c_str(), settings.LdapPort);
-}
-
-int searchAndRender(Request& rq, const std::string& server, RenderMode mode,
-                    const std::string& filter) {
+int searchAndRender(Request& rq, RenderMode mode, const std::string& filter) {
   const DomainSettings& settings = rq.settings;
-  LDAP* ld = openDirectory(settings, server);
-  if (ld == nullptr) {
-    reportOpenFailure(rq, server);
+  ConnectionPtr connection = openDirectory(settings);
+  if (!connection) {
+    reportOpenFailure(rq);
     return -1;
   }
-  // The handle is given back with ldap_unbind on every path from here.
-  int code = settings.ReadPassword
-                 ? ldap_bind_s(ld, settings.ReadBindDn.c_str(),
-                               settings.ReadBindPw.c_str(), LDAP_AUTH_SIMPLE)
-                 : ldap_bind_s(ld, nullptr, nullptr, LDAP_AUTH_SIMPLE);
+  LDAP* ld = connection.get();
+  int code = bindForReading(ld, settings);
   if (code != LDAP_SUCCESS) {
-    reportBindFailure(rq, ld, server, code);
-    ldap_unbind(ld);
+    reportBindFailure(rq, ld, code);
     return -1;
   }
 
@@ -171,7 +163,6 @@ int searchAndRender(Request& rq, const std::string& server, RenderMode mode,
   if (code != LDAP_SUCCESS && code != LDAP_PARTIAL_RESULTS &&
       code != LDAP_SIZELIMIT_EXCEEDED) {
     reportSearchFailure(rq, ld, code);
-    ldap_unbind(ld);
     return -1;
   }
   warnAboutIncompleteResults(rq, code);
@@ -182,7 +173,6 @@ int searchAndRender(Request& rq, const std::string& server, RenderMode mode,
   result.reset(rawResult);
   if (code != LDAP_SUCCESS) {
     reportSortFailure(rq, ld);
-    ldap_unbind(ld);
     return -1;
   }
 
@@ -198,9 +188,6 @@ int searchAndRender(Request& rq, const std::string& server, RenderMode mode,
   }
   if (list)
     writeListFoot(rq, matches, filter);
-
-  result.reset();
-  ldap_unbind(ld);
   return 0;
 }
 

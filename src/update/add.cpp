@@ -6,11 +6,11 @@
 #include <cgicc/HTMLClasses.h>
 
 #include "config/constants.h"
+#include "directory/connection.h"
 #include "directory/messages.h"
-#include "directory/search.h"
 #include "update/add_names.h"
-#include "update/connection.h"
 #include "update/modification_list.h"
+#include "update/value_row.h"
 #include "web/page.h"
 
 namespace kestrel {
@@ -36,7 +36,7 @@ void writeOptionFailure(Request& rq, const char* option, bool alwaysLog) {
 ConnectionPtr bindForAddition(Request& rq, const std::string& password) {
   const DomainSettings& settings = rq.settings;
   const bool html = isHtml(settings.PageType);
-  ConnectionPtr ld(openDirectory(settings, settings.LdapServer));
+  ConnectionPtr ld = openDirectory(settings);
   if (!ld) {
     // WML and text pages get nothing at all here, not even a footer.
     if (html) {
@@ -61,8 +61,8 @@ ConnectionPtr bindForAddition(Request& rq, const std::string& password) {
     leaveOpen(std::move(ld));
     return nullptr;
   }
-  int bound = ldap_bind_s(ld.get(), settings.BindDn.c_str(), password.c_str(),
-                          LDAP_AUTH_SIMPLE);
+  int bound =
+      bindDirectory(ld.get(), settings.BindDn.c_str(), password.c_str());
   if (bound != LDAP_SUCCESS) {
     if (html) {
       writeBindFailure(rq.out, settings, bound);

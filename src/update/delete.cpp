@@ -5,8 +5,7 @@
 #include <cgicc/Cgicc.h>
 #include <cgicc/HTMLClasses.h>
 
-#include "directory/search.h"
-#include "update/connection.h"
+#include "directory/connection.h"
 #include "web/page.h"
 #include "web/url_decode.h"
 
@@ -33,8 +32,8 @@ ConnectionPtr bindForDeletion(Request& rq) {
     leaveOpen(std::move(ld));
     return nullptr;
   }
-  int bound = ldap_bind_s(ld.get(), settings.BindDn.c_str(), password.c_str(),
-                          LDAP_AUTH_SIMPLE);
+  int bound =
+      bindDirectory(ld.get(), settings.BindDn.c_str(), password.c_str());
   if (bound != LDAP_SUCCESS) {
     // Unlike the update and the addition, no library text on the page.
     if (html)

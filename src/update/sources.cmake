@@ -2,9 +2,9 @@
 set(KESTREL_UPDATE_SOURCES
   update/add.cpp
   update/add_names.cpp
-  update/connection.cpp
   update/delete.cpp
   update/modification_list.cpp
   update/trigger_data.cpp
   update/update.cpp
+  update/value_row.cpp
 )

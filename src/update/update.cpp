@@ -8,11 +8,11 @@
 #include <cgicc/Cgicc.h>
 #include <cgicc/HTMLClasses.h>
 
-#include "directory/search.h"
+#include "directory/connection.h"
 #include "directory/values.h"
-#include "update/connection.h"
 #include "update/modification_list.h"
 #include "update/trigger_data.h"
+#include "update/value_row.h"
 #include "web/page.h"
 #include "web/server_url.h"
 
@@ -260,8 +260,8 @@ ConnectionPtr bindForUpdate(Request& rq) {
   if (!ld) {
     return nullptr;
   }
-  int bound = ldap_bind_s(ld.get(), credentials->name.c_str(),
-                          credentials->password.c_str(), LDAP_AUTH_SIMPLE);
+  int bound = bindDirectory(ld.get(), credentials->name.c_str(),
+                            credentials->password.c_str());
   if (bound != LDAP_SUCCESS) {
     if (html) {
       writeBindFailure(rq.out, settings, bound);

@@ -1,4 +1,4 @@
-#include "update/connection.h"
+#include "directory/connection.h"
 
 #include <cstdio>
 #include <vector>
@@ -6,10 +6,18 @@
 #include <cgicc/HTMLClasses.h>
 
 #include "directory/messages.h"
-#include "directory/search.h"
 #include "web/page.h"
 
 namespace kestrel {
+
+ConnectionPtr openDirectory(const DomainSettings& settings) {
+  return ConnectionPtr(
+      ldap_init(settings.LdapServer.c_str(), settings.LdapPort));
+}
+
+int bindDirectory(LDAP* ld, const char* dn, const char* password) {
+  return ldap_bind_s(ld, dn, password, LDAP_AUTH_SIMPLE);
+}
 
 void leaveOpen(ConnectionPtr connection) {
   // Never freed: the handles stay reachable until the process ends.
@@ -26,7 +34,7 @@ void writeConnectFailure(std::ostream& out, const DomainSettings& settings,
 
 ConnectionPtr openForWriting(std::ostream& out,
                              const DomainSettings& settings) {
-  ConnectionPtr ld(openDirectory(settings, settings.LdapServer));
+  ConnectionPtr ld = openDirectory(settings);
   if (!ld) {
     if (isHtml(settings.PageType))
       writeConnectFailure(out, settings);
@@ -45,13 +53,6 @@ void writeBindFailure(std::ostream& out, const DomainSettings& settings,
   } else if (result == LDAP_INAPPROPRIATE_AUTH) {
     out << " No bind password to check. \n";
   }
-}
-
-void writeValueRow(std::ostream& out, const std::string& label,
-                   const std::string& value) {
-  out << cgicc::tr() << cgicc::td().set("bgcolor", "silver") << label << ": "
-      << cgicc::td() << cgicc::td() << value << cgicc::td() << cgicc::tr()
-      << '\n';
 }
 
 }  // namespace kestrel

@@ -1,5 +1,5 @@
-// The directory connection of a write action and the failure texts the
-// three write actions share.
+// The directory connection every action opens, reading or writing, and the
+// failure texts they share.
 #pragma once
 
 #include <memory>
@@ -15,6 +15,15 @@ struct Unbind {
   void operator()(LDAP* ld) const { ldap_unbind(ld); }
 };
 using ConnectionPtr = std::unique_ptr<LDAP, Unbind>;
+
+// The one place a connection is made: a handle for LdapServer and LdapPort.
+// Does not connect: a server that is not listening shows up at the bind.
+// Null when no handle could be made.
+ConnectionPtr openDirectory(const DomainSettings& settings);
+
+// A simple bind as `dn` with `password` (both null: anonymous). Returns the
+// LDAP result code.
+int bindDirectory(LDAP* ld, const char* dn, const char* password);
 
 // Keeps the connection open, without an unbind, until the process ends.
 // The write actions return this way after a refused bind and after the
@@ -34,9 +43,5 @@ ConnectionPtr openForWriting(std::ostream& out, const DomainSettings& settings);
 // followed by a p element, then the note for results 49 and 48.
 void writeBindFailure(std::ostream& out, const DomainSettings& settings,
                       int result);
-
-// The table row of one value sent: label cell, then value cell.
-void writeValueRow(std::ostream& out, const std::string& label,
-                   const std::string& value);
 
 }  // namespace kestrel
