@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "config/constants.h"
+#include "config/directives.h"
 #include "config/reader.h"
 #include "directory/map_link.h"
 

@@ -1,7 +1,10 @@
 #include "admin/show.h"
 
+#include <cassert>
 #include <sstream>
 #include <vector>
+
+#include "config/directives.h"
 
 #include "admin/text_util.h"
 
@@ -61,89 +64,44 @@ Node textList(std::string name, const std::vector<std::string>& list) {
   return group(std::move(name), Node::Kind::Array, std::move(items));
 }
 
-std::vector<Node> settingsNodes(const DomainSettings& s,
-                                const MapLinkSettings& m) {
-  std::vector<Node> all = {
-      text("OrgName", s.OrgName),
-      text("OrgLogo", s.OrgLogo),
-      text("HtmlLang", s.HtmlLang),
-      text("HtmlCharset", s.HtmlCharset),
-      text("StyleSheet", s.StyleSheet),
-      text("BgColor", s.BgColor),
-      text("TextColor", s.TextColor),
-      text("LinkColor", s.LinkColor),
-      text("VLinkColor", s.VLinkColor),
-      text("PageType", s.PageType),
-      text("UrlReturnLink", s.UrlReturnLink),
-      flag("OutputEmailCutPaste", s.OutputEmailCutPaste),
-      text("TechContact", s.TechContact),
-      text("WebServer", s.WebServer),
-      number("WebServerPort", s.WebServerPort),
-      text("CgiBinPath", s.CgiBinPath),
-      text("LdapServer", s.LdapServer),
-      number("LdapPort", s.LdapPort),
-      text("SearchBase", s.SearchBase),
-      text("AddFilter", s.AddFilter),
-      text("FilterPrefix", s.FilterPrefix),
-      text("FilterSuffix", s.FilterSuffix),
-      text("IgnoreType", s.IgnoreType),
-      flag("UpdateDnInput", s.UpdateDnInput),
-      flag("UpdateDefaultDisplayDn", s.UpdateDefaultDisplayDn),
-      text("DefaultDisplayDn", s.DefaultDisplayDn),
-      text("BindDn", s.BindDn),
-      text("BindPw", s.BindPw),
-      text("ReadBindDn", s.ReadBindDn),
-      text("ReadBindPw", s.ReadBindPw),
-      flag("ReadPassword", s.ReadPassword),
-      flag("UpdatePassword", s.UpdatePassword),
-      flag("AllowURLAccess", s.AllowURLAccess),
-      flag("UpdateModify", s.UpdateModify),
-      flag("UpdateModifyTrigger", s.UpdateModifyTrigger),
-      text("UpdateModifyTriggerScript", s.UpdateModifyTriggerScript),
-      text("UpdateModifyTriggerData", s.UpdateModifyTriggerData),
-      flag("DeleteEntry", s.DeleteEntry),
-      text("VcardCharset", s.VcardCharset),
-      text("VcardOrgName", s.VcardOrgName),
-      flag("DisplayVcard", s.DisplayVcard),
-      flag("DisplayMapURL", s.DisplayMapURL),
-      flag("DisplayFullInfoLink", s.DisplayFullInfoLink),
-      text("SortResultsBy", s.SortResultsBy),
-      number("InfoDisplayNumberOfConcatenationAttributes",
-             s.InfoDisplayNumberOfConcatenationAttributes),
-      number("InfoDisplayCommaAfterAttributeNumber",
-             s.InfoDisplayCommaAfterAttributeNumber),
-      flag("AddRuleMIperiod", s.AddRuleMIperiod),
-      textList("DefineAddDn", s.DefineAddDn),
-      textList("DefineAddCn", s.DefineAddCn),
-      textList("ObjectClass", s.ObjectClass),
-  };
-  all.push_back(
-      rows("UrlAttribute", s.UrlAttribute, [](const UrlAttributeDefinition& r) {
-        return std::vector<Node>{text("attribute", r.attribute),
-                                 flag("addHttpScheme", r.addHttpScheme),
-                                 text("urlPrefix", r.urlPrefix),
-                                 text("linkText", r.linkText)};
-      }));
-  all.push_back(
-      rows("ImgAttribute", s.ImgAttribute, [](const ImgAttributeDefinition& r) {
-        return std::vector<Node>{text("attribute", r.attribute),
-                                 flag("addHttpScheme", r.addHttpScheme),
-                                 text("urlPrefix", r.urlPrefix),
-                                 text("altText", r.altText)};
-      }));
-  all.push_back(rows(
-      "WtaiAttribute", s.WtaiAttribute, [](const WtaiAttributeDefinition& r) {
-        return std::vector<Node>{
-            text("attribute", r.attribute), flag("dialLink", r.dialLink),
-            flag("dialTitle", r.dialTitle), flag("addLink", r.addLink)};
-      }));
-  all.push_back(
-      rows("AddAttribute", s.AddAttribute, [](const AddAttributeDefinition& r) {
-        return std::vector<Node>{text("attribute", r.attribute),
-                                 text("label", r.label),
-                                 flag("mandatory", r.mandatory)};
-      }));
-  all.push_back(rows("field", s.field, [](const FieldDefinition& r) {
+// The records of a Row directive that keeps a list of them.
+Node rowRecords(std::string_view name, const DomainSettings& s) {
+  if (name == "UrlAttribute") {
+    return rows(
+        "UrlAttribute", s.UrlAttribute, [](const UrlAttributeDefinition& r) {
+          return std::vector<Node>{text("attribute", r.attribute),
+                                   flag("addHttpScheme", r.addHttpScheme),
+                                   text("urlPrefix", r.urlPrefix),
+                                   text("linkText", r.linkText)};
+        });
+  }
+  if (name == "ImgAttribute") {
+    return rows(
+        "ImgAttribute", s.ImgAttribute, [](const ImgAttributeDefinition& r) {
+          return std::vector<Node>{text("attribute", r.attribute),
+                                   flag("addHttpScheme", r.addHttpScheme),
+                                   text("urlPrefix", r.urlPrefix),
+                                   text("altText", r.altText)};
+        });
+  }
+  if (name == "WtaiAttribute") {
+    return rows(
+        "WtaiAttribute", s.WtaiAttribute, [](const WtaiAttributeDefinition& r) {
+          return std::vector<Node>{
+              text("attribute", r.attribute), flag("dialLink", r.dialLink),
+              flag("dialTitle", r.dialTitle), flag("addLink", r.addLink)};
+        });
+  }
+  if (name == "AddAttribute") {
+    return rows("AddAttribute", s.AddAttribute,
+                [](const AddAttributeDefinition& r) {
+                  return std::vector<Node>{text("attribute", r.attribute),
+                                           text("label", r.label),
+                                           flag("mandatory", r.mandatory)};
+                });
+  }
+  assert(name == "field" && "a Row directive kestrel-admin cannot show");
+  return rows("field", s.field, [](const FieldDefinition& r) {
     return std::vector<Node>{text("attribute", r.attribute),
                              flag("wildcardBefore", r.wildcardBefore),
                              flag("wildcardAfter", r.wildcardAfter),
@@ -157,7 +115,28 @@ std::vector<Node> settingsNodes(const DomainSettings& s,
                              text("vcardProperty", r.vcardProperty),
                              flag("inTriggerData", r.inTriggerData),
                              number("index", r.index)};
-  }));
+  });
+}
+
+// One node per member of DomainSettings, in declaration order, then the
+// map-link settings.
+std::vector<Node> settingsNodes(const DomainSettings& s,
+                                const MapLinkSettings& m) {
+  std::vector<Node> all;
+  for (const Directive& d : directives()) {
+    std::string name(d.name);
+    if (d.text != nullptr) {
+      all.push_back(text(name, s.*d.text));
+    } else if (d.number != nullptr) {
+      all.push_back(number(name, s.*d.number));
+    } else if (d.flag != nullptr) {
+      all.push_back(flag(name, s.*d.flag));
+    } else if (d.list != nullptr) {
+      all.push_back(textList(name, s.*d.list));
+    } else {
+      all.push_back(rowRecords(d.name, s));
+    }
+  }
   all.push_back(group("map", Node::Kind::Object,
                       {flag("addHttpScheme", m.addHttpScheme),
                        text("service", m.service), text("linkText", m.linkText),

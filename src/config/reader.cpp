@@ -1,10 +1,13 @@
 #include "config/reader.h"
 
+#include <cassert>
 #include <cstdio>
 #include <memory>
 #include <sys/stat.h>
 
 #include <cgicc/Cgicc.h>
+
+#include "config/directives.h"
 
 namespace kestrel {
 
@@ -54,73 +57,6 @@ class SegmentReader {
   std::string_view line_;
   std::size_t p_;
   ConfigLine* record_;
-};
-
-// Directives that set one member from their first segment.
-template <typename Member>
-struct ScalarDirective {
-  std::string_view name;
-  Member DomainSettings::*member;
-};
-
-constexpr ScalarDirective<std::string> kTextDirectives[] = {
-    {"OrgLogo", &DomainSettings::OrgLogo},
-    {"HtmlLang", &DomainSettings::HtmlLang},
-    {"HtmlCharset", &DomainSettings::HtmlCharset},
-    {"TextColor", &DomainSettings::TextColor},
-    {"LinkColor", &DomainSettings::LinkColor},
-    {"VLinkColor", &DomainSettings::VLinkColor},
-    {"PageType", &DomainSettings::PageType},
-    {"UrlReturnLink", &DomainSettings::UrlReturnLink},
-    {"TechContact", &DomainSettings::TechContact},
-    {"WebServer", &DomainSettings::WebServer},
-    {"CgiBinPath", &DomainSettings::CgiBinPath},
-    {"LdapServer", &DomainSettings::LdapServer},
-    {"SearchBase", &DomainSettings::SearchBase},
-    {"AddFilter", &DomainSettings::AddFilter},
-    {"FilterPrefix", &DomainSettings::FilterPrefix},
-    {"FilterSuffix", &DomainSettings::FilterSuffix},
-    {"IgnoreType", &DomainSettings::IgnoreType},
-    {"DefaultDisplayDn", &DomainSettings::DefaultDisplayDn},
-    {"BindDn", &DomainSettings::BindDn},
-    {"BindPw", &DomainSettings::BindPw},
-    {"ReadBindDn", &DomainSettings::ReadBindDn},
-    {"ReadBindPw", &DomainSettings::ReadBindPw},
-    {"SortResultsBy", &DomainSettings::SortResultsBy},
-    {"UpdateModifyTriggerScript", &DomainSettings::UpdateModifyTriggerScript},
-    {"UpdateModifyTriggerData", &DomainSettings::UpdateModifyTriggerData},
-    {"VcardCharset", &DomainSettings::VcardCharset},
-    {"VcardOrgName", &DomainSettings::VcardOrgName},
-};
-
-constexpr ScalarDirective<int> kNumberDirectives[] = {
-    {"WebServerPort", &DomainSettings::WebServerPort},
-    {"LdapPort", &DomainSettings::LdapPort},
-    {"InfoDisplayNumberOfConcatenationAttributes",
-     &DomainSettings::InfoDisplayNumberOfConcatenationAttributes},
-    {"InfoDisplayCommaAfterAttributeNumber",
-     &DomainSettings::InfoDisplayCommaAfterAttributeNumber},
-};
-
-constexpr ScalarDirective<bool> kFlagDirectives[] = {
-    {"OutputEmailCutPaste", &DomainSettings::OutputEmailCutPaste},
-    {"UpdateDnInput", &DomainSettings::UpdateDnInput},
-    {"UpdateDefaultDisplayDn", &DomainSettings::UpdateDefaultDisplayDn},
-    {"UpdatePassword", &DomainSettings::UpdatePassword},
-    {"ReadPassword", &DomainSettings::ReadPassword},
-    {"AllowURLAccess", &DomainSettings::AllowURLAccess},
-    {"UpdateModify", &DomainSettings::UpdateModify},
-    {"UpdateModifyTrigger", &DomainSettings::UpdateModifyTrigger},
-    {"DisplayFullInfoLink", &DomainSettings::DisplayFullInfoLink},
-    {"DeleteEntry", &DomainSettings::DeleteEntry},
-    {"DisplayVcard", &DomainSettings::DisplayVcard},
-    {"AddRuleMIperiod", &DomainSettings::AddRuleMIperiod},
-};
-
-constexpr ScalarDirective<std::vector<std::string>> kListDirectives[] = {
-    {"DefineAddDn", &DomainSettings::DefineAddDn},
-    {"DefineAddCn", &DomainSettings::DefineAddCn},
-    {"ObjectClass", &DomainSettings::ObjectClass},
 };
 
 void readOrgName(std::string_view first, SegmentReader& in, DomainSettings& s) {
@@ -200,68 +136,62 @@ void addField(std::string_view first, SegmentReader& in, DomainSettings& s) {
   s.field.push_back(std::move(row));
 }
 
-// Applies the directive named `key`, whose first segment is `first`.
-// Returns the directive's name, or empty when the key names none.
-std::string_view applyDirective(std::string_view key, std::string_view first,
-                                SegmentReader& in, DomainSettings& s,
-                                MapLinkSettings& map) {
-  for (const auto& d : kTextDirectives) {
-    if (key == d.name) {
-      s.*d.member = std::string(first);
-      return d.name;
-    }
-  }
-  for (const auto& d : kNumberDirectives) {
-    if (key == d.name) {
-      s.*d.member = SegmentReader::numberOf(first);
-      return d.name;
-    }
-  }
-  for (const auto& d : kFlagDirectives) {
-    if (key == d.name) {
-      s.*d.member = SegmentReader::isFlagOn(first);
-      return d.name;
-    }
-  }
-  for (const auto& d : kListDirectives) {
-    if (key == d.name) {
-      (s.*d.member).emplace_back(first);
-      return d.name;
-    }
+// Reads the line of a Row directive with that directive's own reader.
+void applyRow(std::string_view name, std::string_view first, SegmentReader& in,
+              DomainSettings& s, MapLinkSettings& map) {
+  if (name == "DisplayMapURL") {
+    readMapUrl(first, in, s, map);
+    return;
   }
   using Row = void (*)(std::string_view, SegmentReader&, DomainSettings&);
   static constexpr struct {
     std::string_view name;
     Row read;
-  } kRowDirectives[] = {
+  } kRowReaders[] = {
       {"OrgName", readOrgName},          {"UrlAttribute", addUrlAttribute},
       {"ImgAttribute", addImgAttribute}, {"WtaiAttribute", addWtaiAttribute},
       {"AddAttribute", addAddAttribute}, {"field", addField},
   };
-  for (const auto& d : kRowDirectives) {
-    if (key == d.name) {
+  for (const auto& d : kRowReaders) {
+    if (name == d.name) {
       d.read(first, in, s);
-      return d.name;
+      return;
     }
   }
-  constexpr std::string_view kMapKey = "DisplayMapURL";
-  if (key == kMapKey) {
-    readMapUrl(first, in, s, map);
-    return kMapKey;
+  assert(false && "a Row directive without a reader");
+}
+
+// Applies the directive named `key`, whose first segment is `first`.
+// Returns the directive's name, or empty when the key names none.
+std::string_view applyDirective(std::string_view key, std::string_view first,
+                                SegmentReader& in, DomainSettings& s,
+                                MapLinkSettings& map) {
+  for (const Directive& d : directives()) {
+    if (key != d.name)
+      continue;
+    if (!d.isSet())
+      return {};
+    switch (d.kind) {
+      case Directive::Kind::Text:
+        s.*d.text = std::string(first);
+        break;
+      case Directive::Kind::Number:
+        s.*d.number = SegmentReader::numberOf(first);
+        break;
+      case Directive::Kind::Flag:
+        s.*d.flag = SegmentReader::isFlagOn(first);
+        break;
+      case Directive::Kind::List:
+        (s.*d.list).emplace_back(first);
+        break;
+      case Directive::Kind::Row:
+        applyRow(d.name, first, in, s, map);
+        break;
+    }
+    return d.name;
   }
   return {};
 }
-
-// What the row directives above read, letter by letter.
-constexpr DirectiveShape kRowShapes[] = {
-    {"OrgName", "tt"},
-    {"UrlAttribute", "tftt"},
-    {"ImgAttribute", "tftt"},
-    {"WtaiAttribute", "tfff"},
-    {"AddAttribute", "ttf"},
-    {"field", "tffttfffnntf"},
-    {"DisplayMapURL", "ffttttttt"},
-};
 
 void applyDefaults(DomainSettings& s, const ServerEnvironment& env) {
   auto fill = [](std::string& member, const char* value) {
@@ -421,19 +351,6 @@ std::string readAll(std::FILE* file) {
 }
 
 }  // namespace
-
-const std::vector<DirectiveShape>& directiveShapes() {
-  static const std::vector<DirectiveShape> shapes = [] {
-    std::vector<DirectiveShape> all;
-    for (const auto& d : kTextDirectives) all.push_back({d.name, "t"});
-    for (const auto& d : kNumberDirectives) all.push_back({d.name, "n"});
-    for (const auto& d : kFlagDirectives) all.push_back({d.name, "f"});
-    for (const auto& d : kListDirectives) all.push_back({d.name, "t"});
-    for (const auto& d : kRowShapes) all.push_back(d);
-    return all;
-  }();
-  return shapes;
-}
 
 std::string readConfiguration(const cgicc::Cgicc& cgi, DomainSettings& settings,
                               MapLinkSettings& map, const std::string& domain,

@@ -54,16 +54,6 @@ class ConfigObserver {
   virtual void line(const ConfigLine& line) = 0;
 };
 
-// A directive the reader knows and what it reads from a line: one letter per
-// segment in reading order, "t" text, "n" number, "f" flag.
-struct DirectiveShape {
-  std::string_view name;
-  std::string_view segments;
-};
-
-// Every directive, for tools that check a configuration.
-const std::vector<DirectiveShape>& directiveShapes();
-
 // Fills `settings` and `map` from the block of `domain` in the file at
 // `path` (always kConfigPath in production) and applies the after-reading
 // defaults. Returns the error text, empty on success. The record must still

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "config/directives.h"
 #include "config/reader.h"
 
 #include "support/case_text.h"
