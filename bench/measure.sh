@@ -34,6 +34,7 @@ mount --bind "$conf" /etc/kestrel.conf || { fail "bind /etc/kestrel.conf"; exit 
 use_conf() { cat "$1" >"$conf"; }
 
 if [[ $BENCH_MODE == smoke ]]; then runs=3; warm=1; else runs=21; warm=2; fi
+runs=${BENCH_RUNS:-$runs}
 
 cgi_env=(-e GATEWAY_INTERFACE=CGI/1.1 -e REQUEST_METHOD=GET
          -e SERVER_NAME=localhost -e SERVER_PORT=80

@@ -12,7 +12,9 @@
 # directories and raw data; KESTREL_CGI names an already built program and
 # skips the release build (the smoke run in CI uses the CI build);
 # BENCH_EXTRA_VARIANTS="name=path ..." adds builds to the variant series;
-# BENCH_QUIET_WAIT caps the wait for a quiet machine (seconds).
+# BENCH_QUIET_WAIT caps the wait for a quiet machine (seconds);
+# BENCH_RUNS sets the rounds of every series (more rounds for a busy
+# machine).
 # Needs root (mount namespace for /etc/kestrel.conf), slapd, valgrind,
 # lighttpd and ab (apache2-utils, installed here when missing).
 set -euo pipefail
@@ -266,7 +268,7 @@ version_of() { dpkg-query -W -f='${Version}' "$1" 2>/dev/null || echo "?"; }
   echo "program: $kestrel ($(stat -c %s "$kestrel") bytes; git $(git -C "$root" rev-parse --short HEAD 2>/dev/null)$(git -C "$root" status --porcelain -- src 2>/dev/null | grep -q . && echo ', src with uncommitted changes'))"
   echo "libraries loaded by the program: $(ldd "$kestrel" | wc -l), by the floor: $(ldd "$build/floor" | wc -l)"
   echo "SASL plugins: $(ls /usr/lib/x86_64-linux-gnu/sasl2/*.so 2>/dev/null | wc -l) in /usr/lib/x86_64-linux-gnu/sasl2"
-  echo "runs per case: $([[ $mode == smoke ]] && echo 3 || echo 21) after $([[ $mode == smoke ]] && echo 1 || echo 2) warm-up"
+  echo "runs per case: ${BENCH_RUNS:-$([[ $mode == smoke ]] && echo 3 || echo 21)} after $([[ $mode == smoke ]] && echo 1 || echo 2) warm-up"
   echo "largest-directory: ${sizes[-1]}"
   echo "small-config-lines: $(wc -l <"$conf_small")"
   echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg) (waited ${waited} s of at most ${quiet_wait} s for it to fall below 1)"

@@ -21,6 +21,8 @@ packages=(
   clang-14 libclang-rt-14-dev valgrind
   # the benchmark (bench/run.sh): ab for load through lighttpd
   apache2-utils
+  # the Debian package (scripts/package.sh) and its install test
+  debhelper dpkg-dev lintian fakeroot man-db
 )
 
 missing=()
