@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test: a plain build, the
-# same tests built with AddressSanitizer and UBSan, the fuzz targets for a
-# bounded time, and the integration tests with the program under memcheck.
+# same tests built with AddressSanitizer and UBSan, the Debian package with
+# its install test, the fuzz targets for a bounded time, and the integration
+# tests with the program under memcheck.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -28,6 +29,11 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 echo "== benchmark smoke run (10 entries, 3 runs)"
 KESTREL_CGI=$root/build/kestrel.cgi bash bench/run.sh --smoke
+
+echo "== Debian package: build, lintian, install, upgrade, purge"
+bash scripts/package.sh "$root/build-package"
+bash tests/package/install.sh "$(ls "$root"/build-package/kestrel_*.deb)" \
+  "$root/build/kestrel.cgi" "$root/build-package/install-test"
 
 echo "== fuzzing (libFuzzer, 20 s per target)"
 bash scripts/fuzz.sh 20
