@@ -40,8 +40,8 @@ fi
 deb=$(ls "$out"/kestrel_*.deb)
 echo "package: $deb ($(stat -c %s "$deb") bytes)"
 
-# Lintian: errors fail; warnings are listed (debian/source/lintian-overrides
-# and the README say which ones are kept, and why).
+# Lintian: errors fail; warnings are listed (README.md, Install on a server,
+# says which ones are kept, and why).
 lintian --fail-on error --info "$deb" >"$out/lintian.txt" 2>&1 || {
   cat "$out/lintian.txt" >&2
   echo "package: lintian reports errors" >&2
