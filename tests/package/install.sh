@@ -111,6 +111,9 @@ cat "$work/services" >/etc/services
 sed -i -e "s/^server.port *=.*/server.port = $http_port\nserver.bind = \"127.0.0.1\"/" \
   -e "s|^server.pid-file *=.*|server.pid-file = \"$work/lighttpd.pid\"|" \
   /etc/lighttpd/lighttpd.conf
+# A machine that has run the program by hand may have its own
+# /etc/kestrel.conf; here the package meets a machine without one.
+rm -f /etc/kestrel.conf
 mkdir -p /etc/kestrel
 install -m 0755 "$root/deploy/sample/trigger.sh" /etc/kestrel/trigger.sh
 
