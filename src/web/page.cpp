@@ -52,9 +52,23 @@ void writeBodyOpening(std::ostream& out, const DomainSettings& settings) {
       << '\n';
 }
 
+// Only for a site that names a style sheet: without one the head stays as
+// it always was.
+void writeStyleSheetLinks(std::ostream& out, const DomainSettings& settings) {
+  if (settings.StyleSheet.empty())
+    return;
+  out << cgicc::link().set("rel", "stylesheet").set("href", settings.StyleSheet)
+      << '\n';
+  out << cgicc::meta()
+             .set("name", "viewport")
+             .set("content", "width=device-width, initial-scale=1")
+      << '\n';
+}
+
 void writeHtmlHeader(std::ostream& out, const DomainSettings& settings,
                      bool extra, const std::string& title) {
   writeDocumentTop(out, settings);
+  writeStyleSheetLinks(out, settings);
   out << cgicc::title(extra ? settings.OrgName + ": " + title
                             : settings.OrgName)
       << '\n';

@@ -63,6 +63,31 @@ TEST(PageFrame, EveryPageTypeFramesTheContent) {
   }
 }
 
+// A style sheet adds its link and the viewport line to both HTML heads and
+// leaves the WML and text frames as they are.
+TEST(PageFrame, StyleSheetIsLinkedFromHtmlHeadsOnly) {
+  const struct {
+    std::string pageType, frame;
+  } rows[] = {
+      {"HtmlExtra", "frame-HtmlExtra-styled"},
+      {"HtmlMinimal", "frame-HtmlMinimal-styled"},
+      {"WmlMinimal", "frame-WmlMinimal"},
+      {"", "frame-Text"},
+  };
+  for (const auto& row : rows) {
+    resetElementStates();
+    DomainSettings settings = readSettings(row.pageType);
+    settings.StyleSheet = "/kestrel.css";
+    std::ostringstream out;
+    writePageHeader(out, settings, row.pageType, "Database Information.",
+                    "info");
+    out << "content";
+    writePageFooter(out, row.pageType);
+    EXPECT_EQ(out.str(), expected(row.frame))
+        << "page type \"" << row.pageType << "\"";
+  }
+}
+
 TEST(PageFrame, WmlCardTagIsWrittenUnescaped) {
   std::ostringstream out;
   writePageHeader(out, readSettings("WmlMinimal"), "WmlMinimal", "Say \"hi\"",
