@@ -256,6 +256,7 @@ server.errorlog = "$served/www-log/lighttpd-error.log"
 index-file.names = ( "index.html" )
 mimetype.assign = (
   ".html" => "text/html; charset=utf-8",
+  ".css" => "text/css; charset=utf-8",
   ".svg" => "image/svg+xml",
   ".png" => "image/png",
 )
@@ -294,7 +295,7 @@ prepare() {
   slapadd -q -f "$state/slapd.conf" -b "$suffix" -l "$state/people.ldif" \
     2>"$state/slapadd.log" || fail "slapadd failed; see $state/slapadd.log"
 
-  cp deploy/demo/site/*.html "$state/www/"
+  cp deploy/demo/site/*.html deploy/kestrel.css "$state/www/"
   draw_photos
   install -m 755 "$program" "$state/cgi-bin/kestrel.cgi"
   sed "s/^LdapPort:3890\$/LdapPort:$ldap_port/" "$sample_config" \
