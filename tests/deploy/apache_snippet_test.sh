@@ -85,7 +85,7 @@ answer=$(curl -s -D "$work/headers" "$program?kestreldomain=demo&info=Grace")
 [[ $answer == "ran GET SASL_PATH=$work/sasl-none" ]] || {
   echo "FAIL: the program answered: $answer"; failures=$((failures + 1)); }
 policy=$(sed -n 's/^Content-Security-Policy: //ip' "$work/headers" | tr -d '\r')
-for directive in "default-src 'none'" "img-src 'self'" "script-src 'none'" \
+for directive in "default-src 'none'" "img-src 'self'" "style-src 'self'" "script-src 'none'" \
   "frame-src 'none'" "frame-ancestors 'none'" "form-action 'self'"; do
   [[ ";$(sed 's/ *; */;/g' <<<"$policy");" == *";$directive;"* ]] || {
     echo "FAIL: no $directive in: $policy"; failures=$((failures + 1)); }
