@@ -260,8 +260,11 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
     bool restEmpty = rest.find_first_not_of(':') == std::string_view::npos;
     if (!restEmpty && needed == 1) {
       std::string fix = "a value cannot hold \":\"; remove it";
-      if (name == "UrlReturnLink" || name == "UrlAttribute" ||
-          name == "ImgAttribute" || name == "DisplayMapURL") {
+      if (name == "StyleSheet") {
+        fix = "write the address without its scheme, e.g. \"StyleSheet:" +
+              std::string(trimBlanks(rest)) + "\"";
+      } else if (name == "UrlReturnLink" || name == "UrlAttribute" ||
+                 name == "ImgAttribute" || name == "DisplayMapURL") {
         fix = "write the address without its scheme, e.g. \"" + name + ":" +
               std::string(trimBlanks(rest).substr(
                   rest.find_first_not_of('/') == std::string_view::npos
@@ -427,6 +430,23 @@ void Checker::checkDomain(const DomainRead& d) {
       add(linesOf("AddAttribute").front(), Severity::Error, d.name,
           "the domain has an add form without a BindDn: every addition fails to bind",
           "add a BindDn line");
+    }
+  }
+  if (!s.StyleSheet.empty()) {
+    const std::size_t line = lastOr(linesOf("StyleSheet"));
+    if (s.PageType != "HtmlExtra" && s.PageType != "HtmlMinimal") {
+      add(line, Severity::Warning, d.name,
+          "StyleSheet has no effect: only HtmlExtra and HtmlMinimal pages "
+          "link it, and this domain writes " +
+              quoted(s.PageType) + " pages",
+          "remove the StyleSheet line, or write \"PageType:HtmlExtra\"");
+    } else if (s.StyleSheet[0] != '/') {
+      // A relative reference resolves against /cgi-bin/, not the site.
+      add(line, Severity::Warning, d.name,
+          "StyleSheet " + quoted(s.StyleSheet) + " is relative: pages at /" +
+              s.CgiBinPath + "kestrel.cgi look for it under /" + s.CgiBinPath,
+          "write an absolute path such as \"StyleSheet:/kestrel.css\", or "
+          "\"StyleSheet://host/kestrel.css\" for another server");
     }
   }
   if (s.UpdateModifyTrigger && s.UpdateModifyTriggerData.empty()) {

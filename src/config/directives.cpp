@@ -49,7 +49,7 @@ constexpr Directive kDirectives[] = {
     text("OrgLogo", &S::OrgLogo),
     text("HtmlLang", &S::HtmlLang),
     text("HtmlCharset", &S::HtmlCharset),
-    unset("StyleSheet", &S::StyleSheet),
+    text("StyleSheet", &S::StyleSheet),
     unset("BgColor", &S::BgColor),
     text("TextColor", &S::TextColor),
     text("LinkColor", &S::LinkColor),

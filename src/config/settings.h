@@ -84,7 +84,7 @@ struct DomainSettings {
   std::string OrgLogo;
   std::string HtmlLang;
   std::string HtmlCharset;
-  std::string StyleSheet;  // no directive sets it
+  std::string StyleSheet;  // empty: pages link no style sheet
   std::string BgColor;     // no directive sets it; "#d0d0d0" after reading
   std::string TextColor = "#000000";
   std::string LinkColor;
