@@ -13,6 +13,7 @@
 #   KESTREL_DEMO_LDAP_PORT directory port (default 3890)
 #   KESTREL_DEMO_PASSWORD  admin password (default: a new random one)
 #   KESTREL_DEMO_CGI       a built kestrel.cgi to serve instead of building
+#                          (a kestrel-admin beside it writes the forms)
 #   KESTREL_DEMO_LIFETIME  stop by itself after this many seconds
 #
 # Nothing outside the state folder changes. The servers run in a private
@@ -183,6 +184,9 @@ build() {
   if [[ -n ${KESTREL_DEMO_CGI:-} ]]; then
     [[ -x $KESTREL_DEMO_CGI ]] || fail "no program at $KESTREL_DEMO_CGI"
     program=$KESTREL_DEMO_CGI
+    # The kestrel-admin of the same build, when there is one, writes the
+    # generated forms.
+    admin=$(dirname "$KESTREL_DEMO_CGI")/kestrel-admin
     return
   fi
   local t0=$SECONDS log

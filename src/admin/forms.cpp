@@ -63,6 +63,16 @@ void htmlTop(std::ostream& out, const DomainSettings& s,
   out << cgicc::head() << '\n';
   out << "<meta http-equiv=\"Content-Type\" content=\"text/html; charset="
       << htmlEscape(s.HtmlCharset) << "\">\n";
+  // The site's pages take the program's look.
+  if (!s.StyleSheet.empty()) {
+    out << cgicc::link().set("rel", "stylesheet").set("href",
+                                                      htmlEscape(s.StyleSheet))
+        << '\n';
+    out << cgicc::meta()
+               .set("name", "viewport")
+               .set("content", "width=device-width, initial-scale=1")
+        << '\n';
+  }
   out << cgicc::title(htmlEscape(s.OrgName + ": " + title)) << '\n';
   out << cgicc::head() << '\n';
   if (isExtra(s)) {

@@ -164,9 +164,20 @@ TEST(Forms, PagesFollowTheConfiguration) {
   EXPECT_EQ(search.find("Surname"), std::string::npos) << search;
   EXPECT_NE(search.find("<title>A&amp;B.Co: Search</title>"), std::string::npos)
       << search;
+  EXPECT_EQ(search.find("<link"), std::string::npos) << search;
   std::string add = addPage(r.settings, "d");
   EXPECT_NE(add.find(">givenName *</label>"), std::string::npos) << add;
   EXPECT_NE(add.find(">mail</label>"), std::string::npos) << add;
+
+  // A style sheet of the domain is linked from both pages, escaped.
+  r.settings.StyleSheet = "/k.css?a&b";
+  for (const std::string& page :
+       {searchPage(r.settings, "d"), addPage(r.settings, "d")}) {
+    EXPECT_NE(page.find("charset=UTF-8\">\n<link rel=\"stylesheet\" "
+                        "href=\"/k.css?a&amp;b\"  />\n<meta name=\"viewport\""),
+              std::string::npos)
+        << page;
+  }
 
   r.settings.PageType = "WmlMinimal";
   EXPECT_EQ(pageExtension(r.settings), "wml");

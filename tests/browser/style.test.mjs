@@ -45,6 +45,8 @@ const pages = [
   { name: 'modify-form', url: `${cgi}?kestreldomain=demo&createupdateform=Victor+Twophones` },
   { name: 'delete-confirm', url: `${cgi}?kestreldomain=demo&createdeleteform=${victorDn}` },
   { name: 'add', url: '/add.html' },
+  { name: 'generated-search', url: '/generated/search.html' },
+  { name: 'generated-add', url: '/generated/add.html' },
   { name: 'minimal-results', url: `${cgi}?kestreldomain=mini&selectoption=Name&searchfor=jo*n` },
   { name: 'minimal-info', url: `${cgi}?kestreldomain=mini&info=Victor+Twophones` },
 ];
