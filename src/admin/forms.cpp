@@ -65,8 +65,9 @@ void htmlTop(std::ostream& out, const DomainSettings& s,
       << htmlEscape(s.HtmlCharset) << "\">\n";
   // The site's pages take the program's look.
   if (!s.StyleSheet.empty()) {
-    out << cgicc::link().set("rel", "stylesheet").set("href",
-                                                      htmlEscape(s.StyleSheet))
+    out << cgicc::link()
+               .set("rel", "stylesheet")
+               .set("href", htmlEscape(s.StyleSheet))
         << '\n';
     out << cgicc::meta()
                .set("name", "viewport")
