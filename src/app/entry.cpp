@@ -1,9 +1,9 @@
 #include "app/entry.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
-#include <strings.h>
 
 #include <cgicc/CgiInput.h>
 #include <cgicc/Cgicc.h>
@@ -15,14 +15,11 @@
 #include "update/delete.h"
 #include "update/update.h"
 #include "web/page.h"
+#include "web/request_limits.h"
 #include "web/server_url.h"
 
 namespace kestrel {
 namespace {
-
-// cgicc allocates the announced CONTENT_LENGTH before it reads a byte, so a
-// bogus length could exhaust memory; no form of this program comes near.
-constexpr unsigned long kMaxBodyLength = 64UL << 20;
 
 // Stands in for a request that could not be parsed: no variables, no body.
 class EmptyInput : public cgicc::CgiInput {
@@ -30,19 +27,6 @@ class EmptyInput : public cgicc::CgiInput {
   size_t read(char*, size_t) override { return 0; }
   std::string getenv(const char*) override { return ""; }
 };
-
-// True for a POST or PUT whose CONTENT_LENGTH, read the way cgicc reads it,
-// is beyond kMaxBodyLength (a negative length included).
-bool announcesOversizedBody() {
-  const char* method = std::getenv("REQUEST_METHOD");
-  const char* length = std::getenv("CONTENT_LENGTH");
-  if (method == nullptr || length == nullptr)
-    return false;
-  if (strcasecmp(method, "post") != 0 && strcasecmp(method, "put") != 0) {
-    return false;
-  }
-  return static_cast<unsigned long>(std::atol(length)) > kMaxBodyLength;
-}
 
 bool isVersionQuery(int argc, char** argv) {
   return argc == 2 && argv[1][0] == '-' && argv[1][1] == 'v';
@@ -63,8 +47,17 @@ int serveCgiRequest(int argc, char** argv) {
   // blank-search abort flushes it first, and the one stdio write (urlEncode's
   // message before exit) comes last while exit flushes std::cout first.
   std::ios::sync_with_stdio(false);
+  // A dropped directory connection or a visitor who went away makes a write
+  // fail with an error instead of ending the process without a page.
+  std::signal(SIGPIPE, SIG_IGN);
+  const BodyCheck body = checkAnnouncedBody(std::getenv("REQUEST_METHOD"),
+                                            std::getenv("CONTENT_LENGTH"));
+  if (body == BodyCheck::TooLarge) {
+    std::cout << bodyTooLargeResponse();
+    return 0;
+  }
   std::optional<cgicc::Cgicc> cgi;
-  if (!announcesOversizedBody()) {
+  if (body == BodyCheck::Accept) {
     try {
       cgi.emplace();
     } catch (...) {
