@@ -5,6 +5,7 @@ set(KESTREL_UPDATE_SOURCES
   update/delete.cpp
   update/modification_list.cpp
   update/trigger_data.cpp
+  update/trigger_run.cpp
   update/update.cpp
   update/value_row.cpp
 )

@@ -1,6 +1,18 @@
 #include "update/trigger_data.h"
 
+#include <algorithm>
+
+#include "directory/values.h"
+
 namespace kestrel {
+
+bool isTriggerPrintable(const char* bytes, std::size_t length) {
+  if (isDisplayableValue(bytes, length) != 0)
+    return false;
+  const char* end = bytes + length;
+  return std::none_of(
+      bytes, end, [](char c) { return c == '\0' || c == '\r' || c == '\n'; });
+}
 
 std::string csvField(const std::string& text) {
   if (text.find(',') == std::string::npos) {

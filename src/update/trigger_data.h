@@ -2,6 +2,7 @@
 // trigger-data flag, each followed by a comma.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,11 @@ struct TriggerSlot {
   std::string text;        // last value assigned
   bool printable = false;  // a printable value was assigned at some point
 };
+
+// True for a value the data file may hold: a printable one
+// (isDisplayableValue) without NUL, CR or LF anywhere, so that no value can
+// end its line early or add a line of its own.
+bool isTriggerPrintable(const char* bytes, std::size_t length);
 
 // The text, in double quotes when it holds a comma (quotes inside are
 // written as they are).

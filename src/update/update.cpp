@@ -1,7 +1,6 @@
 #include "update/update.h"
 
 #include <cstdio>
-#include <fstream>
 #include <optional>
 #include <strings.h>
 
@@ -12,6 +11,7 @@
 #include "directory/values.h"
 #include "update/modification_list.h"
 #include "update/trigger_data.h"
+#include "update/trigger_run.h"
 #include "update/value_row.h"
 #include "web/page.h"
 #include "web/server_url.h"
@@ -138,7 +138,7 @@ void collectAttribute(const DomainSettings& settings, const char* attribute,
   for (berval** value = values; *value != nullptr; ++value) {
     std::string text((*value)->bv_val, (*value)->bv_len);
     const bool printable =
-        isDisplayableValue((*value)->bv_val, (*value)->bv_len) == 0;
+        isTriggerPrintable((*value)->bv_val, (*value)->bv_len);
     if (!settings.IgnoreType.empty() &&
         equalsIgnoringCase(settings.IgnoreType, text)) {
       break;
@@ -174,7 +174,7 @@ std::vector<TriggerSlot> collectTriggerRow(const DomainSettings& settings,
 
 // The lines of the entries named like the one just modified. False after
 // a search failure was reported.
-bool writeTriggerRows(Request& rq, LDAP* ld, std::ofstream& file) {
+bool writeTriggerRows(Request& rq, LDAP* ld, TriggerDataFile& file) {
   const DomainSettings& settings = rq.settings;
   std::string commonName;  // a missing ldapcn counts as empty
   fieldPresent(rq.cgi, "ldapcn", &commonName);
@@ -193,28 +193,29 @@ bool writeTriggerRows(Request& rq, LDAP* ld, std::ofstream& file) {
     }
     return false;
   }
+  std::string rows;
   for (LDAPMessage* message = ldap_first_message(ld, found.get());
        message != nullptr; message = ldap_next_message(ld, message)) {
-    file << triggerDataLine(settings, collectTriggerRow(settings, ld, message));
+    rows += triggerDataLine(settings, collectTriggerRow(settings, ld, message));
   }
+  file.write(rows);
   return true;
 }
 
 // False when the script could not be started (reported).
-bool runTriggerScript(Request& rq, const std::ofstream& file) {
+bool runTriggerScript(Request& rq, const TriggerDataFile& file) {
   const DomainSettings& settings = rq.settings;
   std::string command = settings.UpdateModifyTriggerScript;
   if (file.good()) {
     command += " " + settings.UpdateModifyTriggerData;
   }
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) {
+  const std::optional<int> status = runTriggerCommand(command);
+  if (!status) {
     rq.out << "[popen failure] Pipe creation failed: Trigger script not "
               "executed.";
     return false;
   }
-  // Waits for the script; its output is never read.
-  pclose(pipe);
+  std::fputs(triggerStatusLine(*status).c_str(), stderr);
   if (isHtmlExtra(settings.PageType)) {
     rq.out << cgicc::h2("Trigger Complete") << '\n';
   } else if (isHtmlMinimal(settings.PageType)) {
@@ -276,7 +277,7 @@ ConnectionPtr bindForUpdate(Request& rq) {
 
 // Truncates the data file and writes its header line; false after the
 // failure was written.
-bool openTriggerData(Request& rq, std::ofstream& file) {
+bool openTriggerData(Request& rq, TriggerDataFile& file) {
   const DomainSettings& settings = rq.settings;
   const bool html = isHtml(settings.PageType);
   const std::string& path = settings.UpdateModifyTriggerData;
@@ -285,13 +286,12 @@ bool openTriggerData(Request& rq, std::ofstream& file) {
       rq.out << "Trigger data file not specified. ";
     return false;
   }
-  file.open(path, std::ios::out | std::ios::trunc | std::ios::binary);
-  if (!file.is_open()) {
+  if (!file.open(path)) {
     if (html)
       rq.out << "Trigger data file could not be opened: " << path;
     return false;
   }
-  file << triggerHeaderLine(settings);
+  file.write(triggerHeaderLine(settings));
   return true;
 }
 
@@ -311,19 +311,16 @@ bool updateAndTrigger(Request& rq, const std::string& dn) {
     return true;
   }
   // The data file is made ready before anything is modified.
-  std::ofstream file;
+  TriggerDataFile file;  // locked until the script has ended
   if (settings.UpdateModifyTrigger && !openTriggerData(rq, file)) {
     leaveOpen(std::move(ld));
     return true;
   }
   modifyEntry(rq, ld.get(), dn);
   // Written also after a refused modification.
-  if (file.is_open()) {
-    if (!writeTriggerRows(rq, ld.get(), file)) {
-      leaveOpen(std::move(ld));
-      return true;
-    }
-    file.close();
+  if (file.isOpen() && !writeTriggerRows(rq, ld.get(), file)) {
+    leaveOpen(std::move(ld));
+    return true;
   }
   ld.reset();
   if (settings.UpdateModifyTrigger &&

@@ -36,6 +36,9 @@ const char kDel[] = "cn=Del Me,dc=example,dc=com";
 const Case kCases[] = {
     {"update-changes", "return-link", kAnn},
     {"update-refused-trigger", "record", kAnn},
+    {"update-chatty-trigger", "chatty", kAnn},
+    {"update-killed-trigger", "killed", kAnn},
+    {"update-forged-line", "record", kAnn},
     {"update-same-name", "same-name", "uid=bo1,dc=example,dc=com"},
     {"update-no-data-folder", "no-data-folder", kAnn},
     {"update-no-script", "no-script", kAnn},

@@ -89,6 +89,35 @@ AddAttributeDefinition addRow(const std::string& label,
   return row;
 }
 
+TEST(TriggerData, LineBreaksAndNulMakeAValueUnprintable) {
+  struct Row {
+    std::string value;
+    bool printable;
+  } rows[] = {
+      {"Ada Lovelace", true},
+      {"ada@example.com", true},
+      {std::string("ada@example.com\0\nMallory Evil,", 30), false},
+      {std::string("a\0b", 3), false},
+      {"Team\nNorth", false},
+      {"Team\r", false},
+      {"\nTeam", false},
+      {"", false},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(isTriggerPrintable(row.value.data(), row.value.size()),
+              row.printable)
+        << row.value;
+  }
+  // A forged value leaves its column empty, and the line stays one line.
+  const std::string forged("+1 555\0\nEve,1,2,\n", 17);
+  std::vector<TriggerSlot> slots = {
+      {"Ann Lee", true},
+      {forged, isTriggerPrintable(forged.data(), forged.size())},
+      {"", false},
+      {"Notes", true}};
+  EXPECT_EQ(triggerDataLine(triggerSettings(), slots), "Ann Lee,,Notes,\n");
+}
+
 TEST(AddNames, CommonNameAndDn) {
   struct Row {
     std::vector<std::string> cnParts;
