@@ -157,11 +157,83 @@ bool collectEntry(Request& rq, const RenderContext& context, LDAP* ld,
   return true;
 }
 
-void writeConcatenationWarning(std::ostream& out) {
-  // "greater that" is the message's own spelling.
-  out << "Kestrel configuration error in kestrel.conf!! <p>The directive "
-         "InfoDisplayNumberOfConcatenationAttributes is greater that the "
-         "number of fields defined\n";
+// The values of an entry already taken apart, collected as collectEntry
+// collects those of a message.
+bool collectEntryValues(Request& rq, const RenderContext& context,
+                        const std::vector<AttributeValues>& attributes,
+                        std::vector<EntrySlot>& slots) {
+  const bool readAll = !rq.settings.IgnoreType.empty();
+  context.nextUse = 0;
+  AttributeUse spare;
+  std::vector<berval> values;
+  std::vector<berval*> list;
+  for (const AttributeValues& attribute : attributes) {
+    const AttributeUse& use = useOf(rq, context, attribute.name.c_str(), spare);
+    if (!readAll && use.field < 0 && use.mapRole < 0) {
+      continue;
+    }
+    values.clear();
+    for (const std::string& value : attribute.values) {
+      values.push_back({static_cast<ber_len_t>(value.size()),
+                        const_cast<char*>(value.data())});
+    }
+    list.clear();
+    for (berval& value : values) list.push_back(&value);
+    list.push_back(nullptr);
+    if (!collectAttribute(rq, use, list.data(), slots)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void warnAboutConcatenation(Request& rq) {
+  if (static_cast<long>(rq.settings.field.size()) <
+      rq.settings.InfoDisplayNumberOfConcatenationAttributes) {
+    // "greater that" is the message's own spelling.
+    rq.out << "Kestrel configuration error in kestrel.conf!! <p>The "
+              "directive InfoDisplayNumberOfConcatenationAttributes is "
+              "greater that the number of fields defined\n";
+  }
+}
+
+// The slots of the previous entry, emptied: their texts keep their room.
+std::vector<EntrySlot>& emptiedSlots(Request& rq,
+                                     const RenderContext& context) {
+  std::vector<EntrySlot>& slots = context.slots;
+  slots.resize(rq.settings.field.size());
+  for (EntrySlot& slot : slots) {
+    slot.text.clear();
+    slot.hasValue = false;
+    slot.isMail = false;
+  }
+  return slots;
+}
+
+// Writes the collected entry in the context's mode; nothing for an entry
+// without a value for field 0.
+int writeEntry(Request& rq, const RenderContext& context,
+               const std::vector<EntrySlot>& slots, const char* dn) {
+  if (slots.empty() || slots[0].text.empty()) {
+    return 0;
+  }
+  std::string& dnText = context.dn;
+  dnText.assign(dn);
+  switch (context.mode) {
+    case RenderMode::List:
+      writeListRow(rq, context, slots, dnText);
+      break;
+    case RenderMode::Info:
+      writeInfoPage(rq, context, slots);
+      break;
+    case RenderMode::ModifyForm:
+      writeModifyForm(rq, slots, dnText);
+      break;
+    case RenderMode::Vcard:
+      rq.out << vcardText(rq.settings, slots);
+      break;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -188,48 +260,29 @@ RenderContext makeRenderContext(const DomainSettings& settings,
 
 int renderEntry(Request& rq, const RenderContext& context, LDAP* ld,
                 LDAPMessage* message) {
-  const DomainSettings& settings = rq.settings;
-  if (static_cast<long>(settings.field.size()) <
-      settings.InfoDisplayNumberOfConcatenationAttributes) {
-    writeConcatenationWarning(rq.out);
-  }
+  warnAboutConcatenation(rq);
   // Only entries have a DN and attributes; the closing result message
   // leaves every slot empty and writes nothing.
   if (ldap_msgtype(message) != LDAP_RES_SEARCH_ENTRY) {
     return 0;
   }
   DnPtr dn(ldap_get_dn(ld, message));
-  // The slots of the previous entry, emptied: their texts keep their room.
-  std::vector<EntrySlot>& slots = context.slots;
-  slots.resize(settings.field.size());
-  for (EntrySlot& slot : slots) {
-    slot.text.clear();
-    slot.hasValue = false;
-    slot.isMail = false;
-  }
+  std::vector<EntrySlot>& slots = emptiedSlots(rq, context);
   if (!collectEntry(rq, context, ld, message, slots)) {
     return -1;
   }
-  if (slots.empty() || slots[0].text.empty()) {
-    return 0;
+  return writeEntry(rq, context, slots, dn != nullptr ? dn.get() : "");
+}
+
+int renderEntryValues(Request& rq, const RenderContext& context,
+                      const std::string& dn,
+                      const std::vector<AttributeValues>& attributes) {
+  warnAboutConcatenation(rq);
+  std::vector<EntrySlot>& slots = emptiedSlots(rq, context);
+  if (!collectEntryValues(rq, context, attributes, slots)) {
+    return -1;
   }
-  std::string& dnText = context.dn;
-  dnText.assign(dn != nullptr ? dn.get() : "");
-  switch (context.mode) {
-    case RenderMode::List:
-      writeListRow(rq, context, slots, dnText);
-      break;
-    case RenderMode::Info:
-      writeInfoPage(rq, context, slots);
-      break;
-    case RenderMode::ModifyForm:
-      writeModifyForm(rq, slots, dnText);
-      break;
-    case RenderMode::Vcard:
-      rq.out << vcardText(settings, slots);
-      break;
-  }
-  return 0;
+  return writeEntry(rq, context, slots, dn.c_str());
 }
 
 int renderEntry(Request& rq, RenderMode mode, LDAP* ld, LDAPMessage* message,

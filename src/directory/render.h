@@ -53,6 +53,18 @@ struct RenderContext {
 RenderContext makeRenderContext(const DomainSettings& settings,
                                 RenderMode mode);
 
+// One attribute of an entry and its values, as the directory sent them.
+struct AttributeValues {
+  std::string name;
+  std::vector<std::string> values;
+};
+
+// renderEntry for an entry already taken apart: the same output, byte for
+// byte, as for a message with this DN and these attributes in this order.
+int renderEntryValues(Request& rq, const RenderContext& context,
+                      const std::string& dn,
+                      const std::vector<AttributeValues>& attributes);
+
 // renderEntry with the context of the whole search.
 int renderEntry(Request& rq, const RenderContext& context, LDAP* ld,
                 LDAPMessage* message);
