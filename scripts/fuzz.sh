@@ -14,7 +14,8 @@ CXX=${FUZZ_CXX:-clang++-14} cmake -S fuzz -B "$build" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build" -j"$(nproc)" >/dev/null
 
-targets=(config_reader url_codec search_filter record_lines whole_request)
+targets=(config_reader url_codec search_filter record_lines whole_request
+         entry_values)
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1
 export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
@@ -26,7 +27,8 @@ for target in "${targets[@]}"; do
   corpus=$root/fuzz/corpus/$target
   options=(-timeout=10 -rss_limit_mb=2048 -max_len=65536
            -artifact_prefix="$build/findings/$target-" -print_final_stats=1)
-  [[ -f fuzz/dict/$target.dict ]] && options+=(-dict="fuzz/dict/$target.dict")
+  dict=$root/fuzz/$target.dict
+  [[ -f $dict ]] && options+=(-dict="$dict")
   log=$build/$target.log
   if [[ ${1:-} == --replay ]]; then
     if "$binary" "${options[@]}" "$corpus"/* >"$log" 2>&1; then
