@@ -119,6 +119,12 @@ expect 200 -H 'Sec-Fetch-Site: cross-site' -H 'Origin: http://localhost:1' \
   "$program?kestreldomain=demo&info=Sales+%26+Support+Desk"
 expect 200 -H 'Sec-Fetch-Site: cross-site' "$program?kestreldomain=demo&searchfor=jo*n&selectoption=Name"
 
+# Bodies: up to 1 MiB reaches the program, more is refused by the server.
+head -c 1048576 /dev/zero | tr '\0' 'a' >"$work/body-1MiB"
+head -c 1048577 /dev/zero | tr '\0' 'a' >"$work/body-over"
+expect 200 --data-binary "@$work/body-1MiB" "$program"
+expect 413 --data-binary "@$work/body-over" "$program"
+
 if ((failures)); then
   echo "$failures checks failed; error log:"
   cat "$work/error.log"
