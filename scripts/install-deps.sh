@@ -13,6 +13,8 @@ packages=(
   libgnutls28-dev libsasl2-dev
   googletest libgtest-dev
   slapd ldap-utils
+  # certtool: the test certificate authority (tests/support/test_ca.*)
+  gnutls-bin
   # the demo (scripts/demo.sh)
   lighttpd curl iproute2
   # the browser tests (tests/browser): headless Chromium over WebDriver

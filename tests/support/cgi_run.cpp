@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <regex>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
@@ -21,9 +22,16 @@ namespace kestrel::test {
 namespace {
 
 // Variables of the test's own environment that a run keeps: the sanitizer
-// settings and the search path.
-const char* const kPassedThrough[] = {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS",
-                                      "LSAN_OPTIONS", "SASL_PATH"};
+// settings, the search path, and those of the shipped snippets.
+const char* const kPassedThrough[] = {"PATH",
+                                      "ASAN_OPTIONS",
+                                      "UBSAN_OPTIONS",
+                                      "LSAN_OPTIONS",
+                                      "SASL_PATH",
+                                      "GNUTLS_NO_IMPLICIT_INIT",
+                                      "LDAPNETWORK_TIMEOUT",
+                                      "LDAPTIMEOUT",
+                                      "LDAPREFERRALS"};
 
 [[noreturn]] void childFail(const char* what) {
   dprintf(2, "cgi_run: %s: %s\n", what, strerror(errno));
@@ -193,6 +201,27 @@ CgiResult runCgi(const CgiRun& run) {
   result.out = readFile(outPath);
   result.err = readFile(errPath);
   return result;
+}
+
+Variables snippetEnvironment(const std::string& emptyFolder, bool apache) {
+  const std::string text =
+      readFile(std::string(KESTREL_TEST_DATA) +
+               (apache ? "/../deploy/apache/kestrel.conf"
+                       : "/../deploy/lighttpd/kestrel.conf"));
+  // lighttpd: "NAME" => "value" (or the SASL folder's variable);
+  // Apache: SetEnv NAME value.
+  const std::regex variable(
+      apache
+          ? R"(\n\s*SetEnv ([A-Z_]+) (\S+))"
+          : R"re("([A-Z_]+)"\s*=>\s*(?:"([^"]*)"|var\.kestrel_sasl_path))re");
+  Variables variables;
+  for (std::sregex_iterator match(text.begin(), text.end(), variable), end;
+       match != end; ++match) {
+    std::string name = (*match)[1];
+    variables.emplace_back(name,
+                           name == "SASL_PATH" ? emptyFolder : (*match)[2]);
+  }
+  return variables;
 }
 
 }  // namespace kestrel::test

@@ -53,4 +53,12 @@ std::string formBody(
 
 CgiResult runCgi(const CgiRun& run);
 
+using Variables = std::vector<std::pair<std::string, std::string>>;
+
+// The variables the shipped web-server snippet (deploy/lighttpd, or
+// deploy/apache with `apache`) gives the program, in its order, with
+// SASL_PATH at `emptyFolder`.
+Variables snippetEnvironment(const std::string& emptyFolder,
+                             bool apache = false);
+
 }  // namespace kestrel::test

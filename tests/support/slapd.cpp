@@ -1,10 +1,12 @@
 #include "support/slapd.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstdio>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -15,7 +17,8 @@ namespace kestrel::test {
 namespace {
 
 std::string slapdConfig(const TempDir& dir,
-                        const std::vector<Database>& databases) {
+                        const std::vector<Database>& databases,
+                        const Listeners& listeners) {
   std::string conf =
       "include /etc/ldap/schema/core.schema\n"
       "include /etc/ldap/schema/cosine.schema\n"
@@ -27,9 +30,17 @@ std::string slapdConfig(const TempDir& dir,
       dir.file("slapd.pid") +
       "\n"
       "argsfile " +
-      dir.file("slapd.args") +
-      "\n"
-      "allow bind_v2\n";
+      dir.file("slapd.args") + "\n";
+  if (listeners.allowBindV2)
+    conf += "allow bind_v2\n";
+  if (!listeners.certificate.empty()) {
+    conf += "TLSCACertificateFile " + listeners.caCertificate + "\n";
+    conf += "TLSCertificateFile " + listeners.certificate + "\n";
+    conf += "TLSCertificateKeyFile " + listeners.key + "\n";
+  }
+  conf += listeners.globalConfig;
+  if (!listeners.globalConfig.empty() && listeners.globalConfig.back() != '\n')
+    conf += "\n";
   for (size_t i = 0; i < databases.size(); ++i) {
     const Database& db = databases[i];
     std::string folder = dir.file("db" + std::to_string(i));
@@ -67,6 +78,14 @@ bool answers(int port) {
   return ok;
 }
 
+// The path part of an ldapi:// URI.
+std::string urlEncodedPath(const std::string& path) {
+  std::string encoded;
+  for (char c : path)
+    encoded += c == '/' ? std::string("%2F") : std::string(1, c);
+  return encoded;
+}
+
 }  // namespace
 
 int freePort() {
@@ -89,9 +108,10 @@ std::string testDataPath(const std::string& name) {
   return std::string(KESTREL_TEST_DATA) + "/data/" + name;
 }
 
-Slapd::Slapd(std::vector<Database> databases)
-    : databases_(std::move(databases)) {
-  std::string conf = dir_.write("slapd.conf", slapdConfig(dir_, databases_));
+Slapd::Slapd(std::vector<Database> databases, Listeners listeners)
+    : databases_(std::move(databases)), listeners_(std::move(listeners)) {
+  std::string conf =
+      dir_.write("slapd.conf", slapdConfig(dir_, databases_, listeners_));
   // slapadd opens every database of the configuration, so all folders must
   // exist before the first load.
   for (size_t i = 0; i < databases_.size(); ++i) {
@@ -105,6 +125,14 @@ Slapd::Slapd(std::vector<Database> databases)
   }
   port_ = freePort();
   std::string listen = "ldap://127.0.0.1:" + std::to_string(port_) + "/";
+  if (!listeners_.certificate.empty()) {
+    do {
+      ldapsPort_ = freePort();
+    } while (ldapsPort_ == port_);
+    listen += " " + ldapsUri() + "/";
+  }
+  if (listeners_.ldapi)
+    listen += " " + ldapiUri() + "/";
   std::string log = dir_.file("slapd.log");
   pid_ = fork();
   if (pid_ == 0) {
@@ -115,7 +143,7 @@ Slapd::Slapd(std::vector<Database> databases)
     _exit(127);
   }
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!answers(port_)) {
+  while (!answers(port_) || (ldapsPort_ != 0 && !answers(ldapsPort_))) {
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == pid_ ||
         std::chrono::steady_clock::now() > deadline) {
@@ -137,6 +165,14 @@ std::string Slapd::uri() const {
   return "ldap://127.0.0.1:" + std::to_string(port_);
 }
 
+std::string Slapd::ldapsUri() const {
+  return "ldaps://127.0.0.1:" + std::to_string(ldapsPort_);
+}
+
+std::string Slapd::ldapiUri() const {
+  return "ldapi://" + urlEncodedPath(dir_.file("ldapi"));
+}
+
 std::string Slapd::rootDn(size_t database) const {
   return "cn=admin," + databases_.at(database).suffix;
 }
@@ -151,10 +187,10 @@ std::string Slapd::search(const std::string& base, const std::string& filter,
       database = i;
     }
   }
-  std::string command = "ldapsearch -LLL -o ldif-wrap=no -x -H " + uri() +
-                        " -D '" + rootDn(database) + "' -w " + kRootPassword +
-                        " -b '" + base + "' '" + filter + "' " + attributes +
-                        " 2>&1";
+  std::string command = "ldapsearch -LLL -o ldif-wrap=no -x -H " +
+                        (listeners_.ldapi ? ldapiUri() : uri()) + " -D '" +
+                        rootDn(database) + "' -w " + kRootPassword + " -b '" +
+                        base + "' '" + filter + "' " + attributes + " 2>&1";
   std::string output;
   if (FILE* pipe = popen(command.c_str(), "r")) {
     char buffer[4096];
@@ -165,6 +201,22 @@ std::string Slapd::search(const std::string& base, const std::string& filter,
     pclose(pipe);
   }
   return output;
+}
+
+std::string Slapd::sortedEntry(const std::string& dnOrFilter) const {
+  std::istringstream in(dnOrFilter[0] == '('
+                            ? search(databases_.at(0).suffix, dnOrFilter)
+                            : search(dnOrFilter, "(objectClass=*)", "-s base"));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);)
+    if (!line.empty())
+      lines.push_back(line + "\n");
+  if (lines.empty() || lines[0].rfind("dn:", 0) != 0)
+    return "";
+  std::sort(lines.begin() + 1, lines.end());
+  std::string text;
+  for (const std::string& line : lines) text += line;
+  return text;
 }
 
 void Slapd::pause() {

@@ -8,7 +8,6 @@
 // @PORT@ the server's port.
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <sys/stat.h>
 #include <vector>
 
@@ -76,24 +75,6 @@ std::string replaced(std::string text, const std::string& from,
   return text;
 }
 
-// The entry as LDIF, attributes sorted, "" when it is missing.
-std::string sortedEntry(const Slapd& slapd, const std::string& dnOrFilter) {
-  std::istringstream in(
-      dnOrFilter[0] == '('
-          ? slapd.search("dc=example,dc=com", dnOrFilter)
-          : slapd.search(dnOrFilter, "(objectClass=*)", "-s base"));
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);)
-    if (!line.empty())
-      lines.push_back(line + "\n");
-  if (lines.empty() || lines[0].rfind("dn:", 0) != 0)
-    return "";
-  std::sort(lines.begin() + 1, lines.end());
-  std::string text;
-  for (const std::string& line : lines) text += line;
-  return text;
-}
-
 class WriteCgi : public testing::TestWithParam<Case> {
  protected:
   std::string expand(const std::string& text) const {
@@ -134,7 +115,7 @@ TEST_P(WriteCgi, ResponseDirectoryAndTriggerFiles) {
   expectLike(r.out, ".expected");
   expectLike(r.err, ".err");
   if (*c.dn)
-    expectLike(sortedEntry(slapd, c.dn), ".entry");
+    expectLike(slapd.sortedEntry(c.dn), ".entry");
   for (const std::string file : {"data.csv", "args", "seen"}) {
     if (exists(testDataPath("update/") + c.name + "." + file))
       expectLike(readFile(dir_.file(file)), "." + file);
