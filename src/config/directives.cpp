@@ -63,6 +63,8 @@ constexpr Directive kDirectives[] = {
     text("CgiBinPath", &S::CgiBinPath),
     text("LdapServer", &S::LdapServer),
     number("LdapPort", &S::LdapPort),
+    flag("LdapStartTls", &S::LdapStartTls),
+    number("LdapVersion", &S::LdapVersion),
     text("SearchBase", &S::SearchBase),
     text("AddFilter", &S::AddFilter),
     text("FilterPrefix", &S::FilterPrefix),

@@ -44,6 +44,11 @@ class SegmentReader {
     return segment;
   }
 
+  // The rest of the line, colons included; empty when the line has run out.
+  std::string_view rest() const {
+    return p_ == 0 ? std::string_view() : line_.substr(p_);
+  }
+
   std::string text() { return std::string(next()); }
   bool flag() { return isFlagOn(next()); }
   int number() { return numberOf(next()); }
@@ -166,6 +171,14 @@ void applyRow(std::string_view name, std::string_view first, SegmentReader& in,
 std::string_view applyDirective(std::string_view key, std::string_view first,
                                 SegmentReader& in, DomainSettings& s,
                                 MapLinkSettings& map) {
+  // An LDAP URI keeps the colons of its scheme and port: the value is the
+  // first segment and the rest of the line. A host name is one segment.
+  if (key == "LdapServer" &&
+      (first == "ldap" || first == "ldaps" || first == "ldapi") &&
+      in.rest().substr(0, 2) == "//") {
+    s.LdapServer = std::string(first) + ":" + std::string(in.rest());
+    return "LdapServer";
+  }
   for (const Directive& d : directives()) {
     if (key != d.name)
       continue;

@@ -98,6 +98,8 @@ struct DomainSettings {
   std::string CgiBinPath = "cgi-bin/";
   std::string LdapServer;
   int LdapPort = 0;
+  bool LdapStartTls = false;  // StartTLS before any bind; implies version 3
+  int LdapVersion = 0;        // 0: the library's default
   std::string SearchBase;
   std::string AddFilter;
   std::string FilterPrefix;

@@ -10,13 +10,62 @@
 
 namespace kestrel {
 
-ConnectionPtr openDirectory(const DomainSettings& settings) {
-  return ConnectionPtr(
-      ldap_init(settings.LdapServer.c_str(), settings.LdapPort));
+bool isLdapUri(const std::string& server) {
+  for (const char* scheme : {"ldap://", "ldaps://", "ldapi://"}) {
+    if (server.rfind(scheme, 0) == 0)
+      return true;
+  }
+  return false;
 }
 
-int bindDirectory(LDAP* ld, const char* dn, const char* password) {
-  return ldap_bind_s(ld, dn, password, LDAP_AUTH_SIMPLE);
+std::string entryLinkBase(const std::string& server) {
+  if (!isLdapUri(server))
+    return "ldap://" + server;
+  std::string first = server.substr(0, server.find_first_of(" \t,"));
+  if (first.size() > 8 && first.back() == '/')
+    first.pop_back();
+  return first;
+}
+
+int protocolVersion(const DomainSettings& settings) {
+  return settings.LdapStartTls ? LDAP_VERSION3 : settings.LdapVersion;
+}
+
+ConnectionPtr openDirectory(const DomainSettings& settings) {
+  const std::string& server = settings.LdapServer;
+  ConnectionPtr connection;
+  if (!isLdapUri(server)) {
+    connection.reset(ldap_init(server.c_str(), settings.LdapPort));
+  } else {
+    LDAP* ld = nullptr;
+    if (ldap_initialize(&ld, server.c_str()) != LDAP_SUCCESS)
+      return nullptr;
+    connection.reset(ld);
+    // A connection made in the background is one the library waits for
+    // with its network limit, the TLS handshake of ldaps:// included;
+    // otherwise a server that takes the connection and never answers the
+    // handshake holds the request.
+    ldap_set_option(ld, LDAP_OPT_CONNECT_ASYNC, LDAP_OPT_ON);
+  }
+  int version = protocolVersion(settings);
+  if (connection && version != 0 &&
+      ldap_set_option(connection.get(), LDAP_OPT_PROTOCOL_VERSION, &version) !=
+          LDAP_OPT_SUCCESS) {
+    return nullptr;
+  }
+  return connection;
+}
+
+BindResult bindDirectory(LDAP* ld, const DomainSettings& settings,
+                         const char* dn, const char* password) {
+  if (settings.LdapStartTls) {
+    int code = ldap_start_tls_s(ld, nullptr, nullptr);
+    if (code != LDAP_SUCCESS) {
+      ldap_perror(ld, kLabelStartTls);
+      return {code, true};
+    }
+  }
+  return {ldap_bind_s(ld, dn, password, LDAP_AUTH_SIMPLE), false};
 }
 
 void leaveOpen(ConnectionPtr connection) {
@@ -41,6 +90,14 @@ ConnectionPtr openForWriting(std::ostream& out,
     std::perror(kLabelInit);
   }
   return ld;
+}
+
+void writeStartTlsFailure(std::ostream& out, const DomainSettings& settings,
+                          int result) {
+  out << "Unable to start TLS with LDAP server " << settings.LdapServer
+      << cgicc::p() << '\n';
+  out << notifyWebmasterLine(settings) << cgicc::p() << '\n';
+  out << ldap_err2string(result) << '\n';
 }
 
 void writeBindFailure(std::ostream& out, const DomainSettings& settings,

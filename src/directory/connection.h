@@ -16,14 +16,40 @@ struct Unbind {
 };
 using ConnectionPtr = std::unique_ptr<LDAP, Unbind>;
 
-// The one place a connection is made: a handle for LdapServer and LdapPort.
-// Does not connect: a server that is not listening shows up at the bind.
-// Null when no handle could be made.
+inline constexpr const char* kLabelStartTls = "ldap_start_tls";
+
+// True when `server` is one LDAP URI (ldap://, ldaps://, ldapi://) or a
+// blank-separated list of them; any other value is a host name.
+bool isLdapUri(const std::string& server);
+
+// The start of an entry's link: the first URI as written (without a
+// closing slash), or "ldap://" + the host.
+std::string entryLinkBase(const std::string& server);
+
+// The protocol version a connection is set to, or 0 to leave the library's
+// default: 3 with StartTLS, else LdapVersion.
+int protocolVersion(const DomainSettings& settings);
+
+// The one place a connection is made: ldap_initialize on LdapServer when it
+// holds URIs (LdapPort unused), else ldap_init on LdapServer and LdapPort;
+// then the protocol version when the domain sets one. Does not connect: a
+// server that is not listening shows up at the bind. Null when no handle
+// could be made.
 ConnectionPtr openDirectory(const DomainSettings& settings);
 
-// A simple bind as `dn` with `password` (both null: anonymous). Returns the
-// LDAP result code.
-int bindDirectory(LDAP* ld, const char* dn, const char* password);
+// What the bind step came to: the LDAP result code, and whether the code
+// is StartTLS's (then no bind was sent).
+struct BindResult {
+  int code = LDAP_SUCCESS;
+  bool startTls = false;
+  bool ok() const { return code == LDAP_SUCCESS; }
+};
+
+// StartTLS when the domain asks for it, then a simple bind as `dn` with
+// `password` (both null: anonymous). A failed StartTLS is reported on
+// standard error as "ldap_start_tls", and nothing else is sent.
+BindResult bindDirectory(LDAP* ld, const DomainSettings& settings,
+                         const char* dn, const char* password);
 
 // Keeps the connection open, without an unbind, until the process ends.
 // The write actions return this way after a refused bind and after the
@@ -38,6 +64,11 @@ void writeConnectFailure(std::ostream& out, const DomainSettings& settings,
 // The connection of an update or a deletion; null after the failure was
 // written (HTML page types) and "ldap_init" reported on standard error.
 ConnectionPtr openForWriting(std::ostream& out, const DomainSettings& settings);
+
+// "Unable to start TLS with LDAP server " + server and the notify line,
+// each followed by a p element, then the library's text for `result`.
+void writeStartTlsFailure(std::ostream& out, const DomainSettings& settings,
+                          int result);
 
 // "Unable to bind with LDAP server " + server and the notify line, each
 // followed by a p element, then the note for results 49 and 48.

@@ -2,6 +2,7 @@
 
 #include <cgicc/HTMLClasses.h>
 
+#include "directory/connection.h"
 #include "directory/map_link.h"
 #include "directory/render_text.h"
 #include "directory/values.h"
@@ -156,7 +157,8 @@ void writeListRow(Request& rq, const RenderContext& context,
   if (page == Page::Extra)
     out << kRow << kCell;
   if (settings.AllowURLAccess) {
-    out << "<a href=\"ldap://" << settings.LdapServer << "/" << dn << "\">";
+    out << "<a href=\"" << entryLinkBase(settings.LdapServer) << "/" << dn
+        << "\">";
   }
   out << entryName(settings, slots, RenderMode::List);
   if (settings.AllowURLAccess)

@@ -52,10 +52,10 @@ void reportBindFailure(const Request& rq, LDAP* ld, int code) {
 }
 
 // Binds as ReadBindDn when ReadPassword is set, else anonymously.
-int bindForReading(LDAP* ld, const DomainSettings& settings) {
+BindResult bindForReading(LDAP* ld, const DomainSettings& settings) {
   if (!settings.ReadPassword)
-    return bindDirectory(ld, nullptr, nullptr);
-  return bindDirectory(ld, settings.ReadBindDn.c_str(),
+    return bindDirectory(ld, settings, nullptr, nullptr);
+  return bindDirectory(ld, settings, settings.ReadBindDn.c_str(),
                        settings.ReadBindPw.c_str());
 }
 
@@ -150,15 +150,20 @@ int searchAndRender(Request& rq, RenderMode mode, const std::string& filter) {
     return -1;
   }
   LDAP* ld = connection.get();
-  int code = bindForReading(ld, settings);
-  if (code != LDAP_SUCCESS) {
-    reportBindFailure(rq, ld, code);
+  BindResult bound = bindForReading(ld, settings);
+  if (bound.startTls) {
+    if (isHtml(settings.PageType))
+      writeStartTlsFailure(rq.out, settings, bound.code);
+    return -1;
+  }
+  if (!bound.ok()) {
+    reportBindFailure(rq, ld, bound.code);
     return -1;
   }
 
   LDAPMessage* rawResult = nullptr;
-  code = ldap_search_s(ld, settings.SearchBase.c_str(), LDAP_SCOPE_SUBTREE,
-                       filter.c_str(), nullptr, 0, &rawResult);
+  int code = ldap_search_s(ld, settings.SearchBase.c_str(), LDAP_SCOPE_SUBTREE,
+                           filter.c_str(), nullptr, 0, &rawResult);
   MessagePtr result(rawResult);
   if (code != LDAP_SUCCESS && code != LDAP_PARTIAL_RESULTS &&
       code != LDAP_SIZELIMIT_EXCEEDED) {

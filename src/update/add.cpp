@@ -61,12 +61,20 @@ ConnectionPtr bindForAddition(Request& rq, const std::string& password) {
     leaveOpen(std::move(ld));
     return nullptr;
   }
-  int bound =
-      bindDirectory(ld.get(), settings.BindDn.c_str(), password.c_str());
-  if (bound != LDAP_SUCCESS) {
+  BindResult bound = bindDirectory(ld.get(), settings, settings.BindDn.c_str(),
+                                   password.c_str());
+  if (bound.startTls) {
     if (html) {
-      writeBindFailure(rq.out, settings, bound);
-      rq.out << ldap_err2string(bound) << '\n';
+      writeStartTlsFailure(rq.out, settings, bound.code);
+      writePageFooter(rq.out, settings.PageType);
+    }
+    leaveOpen(std::move(ld));
+    return nullptr;
+  }
+  if (!bound.ok()) {
+    if (html) {
+      writeBindFailure(rq.out, settings, bound.code);
+      rq.out << ldap_err2string(bound.code) << '\n';
     }
     ldap_perror(ld.get(), kLabelBind);
     if (html)

@@ -32,12 +32,18 @@ ConnectionPtr bindForDeletion(Request& rq) {
     leaveOpen(std::move(ld));
     return nullptr;
   }
-  int bound =
-      bindDirectory(ld.get(), settings.BindDn.c_str(), password.c_str());
-  if (bound != LDAP_SUCCESS) {
+  BindResult bound = bindDirectory(ld.get(), settings, settings.BindDn.c_str(),
+                                   password.c_str());
+  if (bound.startTls) {
+    if (html)
+      writeStartTlsFailure(rq.out, settings, bound.code);
+    leaveOpen(std::move(ld));
+    return nullptr;
+  }
+  if (!bound.ok()) {
     // Unlike the update and the addition, no library text on the page.
     if (html)
-      writeBindFailure(rq.out, settings, bound);
+      writeBindFailure(rq.out, settings, bound.code);
     ldap_perror(ld.get(), kLabelBind);
     leaveOpen(std::move(ld));
     return nullptr;

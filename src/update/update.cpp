@@ -261,12 +261,19 @@ ConnectionPtr bindForUpdate(Request& rq) {
   if (!ld) {
     return nullptr;
   }
-  int bound = bindDirectory(ld.get(), credentials->name.c_str(),
-                            credentials->password.c_str());
-  if (bound != LDAP_SUCCESS) {
+  BindResult bound =
+      bindDirectory(ld.get(), settings, credentials->name.c_str(),
+                    credentials->password.c_str());
+  if (bound.startTls) {
+    if (html)
+      writeStartTlsFailure(rq.out, settings, bound.code);
+    leaveOpen(std::move(ld));
+    return nullptr;
+  }
+  if (!bound.ok()) {
     if (html) {
-      writeBindFailure(rq.out, settings, bound);
-      rq.out << ldap_err2string(bound) << '\n';
+      writeBindFailure(rq.out, settings, bound.code);
+      rq.out << ldap_err2string(bound.code) << '\n';
     }
     ldap_perror(ld.get(), kLabelBind);
     leaveOpen(std::move(ld));
