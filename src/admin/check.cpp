@@ -10,6 +10,7 @@
 #include "config/constants.h"
 #include "config/directives.h"
 #include "config/reader.h"
+#include "directory/connection.h"
 #include "directory/map_link.h"
 
 #include "admin/text_util.h"
@@ -148,6 +149,8 @@ class Checker {
   void checkKeyword(const LineCopy& line, std::string_view key);
   void checkValues(const LineCopy& line, const DirectiveShape& shape);
   void checkDomain(const DomainRead& domain);
+  template <typename LinesOf, typename LastOr>
+  void checkConnection(const DomainRead& d, LinesOf linesOf, LastOr lastOr);
 
   std::string_view text_;
   std::vector<Finding> findings_;
@@ -253,7 +256,10 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
             wrapped,
         "write all " + std::to_string(needed) +
             " values, leaving unwanted ones empty (\"::\")");
-  } else if (available > needed) {
+  } else if (available > needed &&
+             // An LDAP URI in LdapServer keeps the rest of its line.
+             !(name == "LdapServer" &&
+               isLdapUri(std::string(text.substr(colon + 1))))) {
     std::size_t cut = colon;
     for (std::size_t i = 0; i < needed; ++i) cut = text.find(':', cut + 1);
     std::string_view rest = text.substr(cut + 1);
@@ -338,6 +344,67 @@ void Checker::checkValues(const LineCopy& line, const DirectiveShape& shape) {
             "as it stands",
         "for an address map write www.mapquest.com/, maps.yahoo.com/ or "
         "maps.google.com/");
+  }
+}
+
+// True when every host of `server` (a host, or URIs) is this machine, or
+// the URIs are all local sockets.
+bool isLocalServer(const std::string& server) {
+  if (!isLdapUri(server))
+    return server == "127.0.0.1" || server == "localhost" || server == "::1";
+  std::istringstream uris(server);
+  for (std::string uri; uris >> uri;) {
+    if (uri.rfind("ldapi://", 0) == 0)
+      continue;
+    std::string host = uri.substr(uri.find("//") + 2);
+    host = host.substr(0, host.find_first_of(":/"));
+    if (host != "127.0.0.1" && host != "localhost" && host != "[::1]")
+      return false;
+  }
+  return true;
+}
+
+// True when no URI of `server` leaves TLS or the local socket out.
+bool allProtected(const std::string& server) {
+  std::istringstream uris(server);
+  for (std::string uri; uris >> uri;) {
+    if (uri.rfind("ldaps://", 0) != 0 && uri.rfind("ldapi://", 0) != 0)
+      return false;
+  }
+  return true;
+}
+
+template <typename LinesOf, typename LastOr>
+void Checker::checkConnection(const DomainRead& d, LinesOf linesOf,
+                              LastOr lastOr) {
+  const DomainSettings& s = d.settings;
+  const bool uri = isLdapUri(s.LdapServer);
+  const std::size_t serverLine = lastOr(linesOf("LdapServer"));
+  if (s.LdapPort > 65535) {
+    add(lastOr(linesOf("LdapPort")), Severity::Error, d.name,
+        "LdapPort " + std::to_string(s.LdapPort) +
+            " is not a port: the library connects to 389 instead",
+        "write a port from 1 to 65535");
+  }
+  if (uri && !linesOf("LdapPort").empty()) {
+    add(linesOf("LdapPort").back(), Severity::Warning, d.name,
+        "LdapPort is ignored: LdapServer is a URI, whose port counts",
+        "write the port in the URI and remove the LdapPort line");
+  }
+  if (s.LdapStartTls && s.LdapServer.rfind("ldaps://", 0) == 0) {
+    add(lastOr(linesOf("LdapStartTls")), Severity::Error, d.name,
+        "LdapStartTls with an ldaps:// URI asks for TLS twice: StartTLS "
+        "fails on a connection that already has it",
+        "write \"LdapStartTls:F\", or use an ldap:// URI");
+  }
+  const bool binds = s.UpdateModify || s.DeleteEntry ||
+                     !s.AddAttribute.empty() || s.ReadPassword;
+  if (uri && binds && !s.LdapStartTls && !allProtected(s.LdapServer) &&
+      !isLocalServer(s.LdapServer)) {
+    add(serverLine, Severity::Warning, d.name,
+        "binds with passwords go to " + s.LdapServer +
+            " in the clear: neither ldaps://, ldapi:// nor StartTLS",
+        "use an ldaps:// URI, or write \"LdapStartTls:T\"");
   }
 }
 
@@ -449,6 +516,7 @@ void Checker::checkDomain(const DomainRead& d) {
           "\"StyleSheet://host/kestrel.css\" for another server");
     }
   }
+  checkConnection(d, linesOf, lastOr);
   if (s.UpdateModifyTrigger && s.UpdateModifyTriggerData.empty()) {
     add(lastOr(linesOf("UpdateModifyTrigger")), Severity::Error, d.name,
         "UpdateModifyTrigger is on without UpdateModifyTriggerData: the trigger "
