@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "config/directives.h"
+#include "directory/connection.h"
 
 #include "admin/text_util.h"
 
@@ -119,7 +120,7 @@ Node rowRecords(std::string_view name, const DomainSettings& s) {
 }
 
 // One node per member of DomainSettings, in declaration order, then the
-// map-link settings.
+// map-link settings and the connection the settings make.
 std::vector<Node> settingsNodes(const DomainSettings& s,
                                 const MapLinkSettings& m) {
   std::vector<Node> all;
@@ -145,6 +146,10 @@ std::vector<Node> settingsNodes(const DomainSettings& s,
                        text("stateAttribute", m.stateAttribute),
                        text("cityAttribute", m.cityAttribute),
                        text("streetAttribute", m.streetAttribute)}));
+  const ConnectionSummary c = describeConnection(s);
+  all.push_back(group("connection", Node::Kind::Object,
+                      {text("endpoint", c.endpoint), text("tls", c.tls),
+                       number("version", c.version)}));
   return all;
 }
 

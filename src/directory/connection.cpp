@@ -31,6 +31,30 @@ int protocolVersion(const DomainSettings& settings) {
   return settings.LdapStartTls ? LDAP_VERSION3 : settings.LdapVersion;
 }
 
+ConnectionSummary describeConnection(const DomainSettings& settings) {
+  ConnectionSummary summary;
+  const std::string& server = settings.LdapServer;
+  const bool uri = isLdapUri(server);
+  summary.endpoint =
+      uri ? server
+          : server + ":" +
+                std::to_string(settings.LdapPort == 0 ? LDAP_PORT
+                                                      : settings.LdapPort);
+  if (settings.LdapStartTls) {
+    summary.tls = "StartTLS";
+  } else if (server.rfind("ldaps://", 0) == 0) {
+    summary.tls = "ldaps";
+  } else if (server.rfind("ldapi://", 0) == 0) {
+    summary.tls = "ldapi";
+  } else {
+    summary.tls = "none";
+  }
+  summary.version = protocolVersion(settings);
+  if (summary.version == 0)
+    ldap_get_option(nullptr, LDAP_OPT_PROTOCOL_VERSION, &summary.version);
+  return summary;
+}
+
 ConnectionPtr openDirectory(const DomainSettings& settings) {
   const std::string& server = settings.LdapServer;
   ConnectionPtr connection;

@@ -30,6 +30,18 @@ std::string entryLinkBase(const std::string& server);
 // default: 3 with StartTLS, else LdapVersion.
 int protocolVersion(const DomainSettings& settings);
 
+// How a domain's connection goes: `endpoint` is LdapServer when it holds
+// URIs, else host:port (389 for LdapPort 0); `tls` is "none", "ldaps",
+// "StartTLS" or "ldapi" (by the first URI); `version` is the protocol
+// version of reading, updating and deleting (the addition always uses 3),
+// the library's default when the domain sets none.
+struct ConnectionSummary {
+  std::string endpoint;
+  std::string tls;
+  int version = 0;
+};
+ConnectionSummary describeConnection(const DomainSettings& settings);
+
 // The one place a connection is made: ldap_initialize on LdapServer when it
 // holds URIs (LdapPort unused), else ldap_init on LdapServer and LdapPort;
 // then the protocol version when the domain sets one. Does not connect: a

@@ -151,6 +151,39 @@ TEST(Show, TextMakesWrappingAndCarriageReturnsVisible) {
     EXPECT_NE(json.find(part), std::string::npos) << part << " in\n" << json;
 }
 
+// The connection lines follow the settings: a host gets LdapPort (389 when
+// unset) and the library's version; a URI is kept whole, colons included.
+TEST(Show, ConnectionIsWhatTheProgramWillOpen) {
+  struct Case {
+    const char* lines;
+    const char* shown;
+  } cases[] = {
+      {"LdapServer:db.example.com\n",
+       "connection.endpoint = \"db.example.com:389\"\n"
+       "connection.tls = \"none\"\nconnection.version = 2\n"},
+      {"LdapServer:db.example.com\nLdapPort:1389\nLdapVersion:3\n",
+       "connection.endpoint = \"db.example.com:1389\"\n"
+       "connection.tls = \"none\"\nconnection.version = 3\n"},
+      {"LdapServer:ldap://db.example.com:1389/ ldap://db2\nLdapStartTls:T\n",
+       "connection.endpoint = \"ldap://db.example.com:1389/ ldap://db2\"\n"
+       "connection.tls = \"StartTLS\"\nconnection.version = 3\n"},
+      {"LdapServer:ldaps://db.example.com:636\n",
+       "connection.endpoint = \"ldaps://db.example.com:636\"\n"
+       "connection.tls = \"ldaps\"\nconnection.version = 2\n"},
+      {"LdapServer:ldapi://%2Frun%2Fldapi\nLdapVersion:3\n",
+       "connection.endpoint = \"ldapi://%2Frun%2Fldapi\"\n"
+       "connection.tls = \"ldapi\"\nconnection.version = 3\n"},
+  };
+  for (const Case& c : cases) {
+    DomainReading r =
+        readDomain(std::string("START:x\n") + c.lines + "field:cn\n", "x",
+                   ServerEnvironment{});
+    ASSERT_EQ(r.error, "") << c.lines;
+    std::string text = settingsText(r.settings, r.map);
+    EXPECT_EQ(text.substr(text.find("connection.")), c.shown) << c.lines;
+  }
+}
+
 TEST(Show, ReadingErrorsAreThoseOfTheProgram) {
   test::TempDir dir;
   struct Case {
