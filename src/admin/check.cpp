@@ -124,7 +124,7 @@ std::string ordinalValue(const DirectiveShape& shape, std::size_t i) {
 
 class Checker {
  public:
-  explicit Checker(std::string_view text) : text_(text) {}
+  Checker(std::string_view text, bool notes) : text_(text), notes_(notes) {}
 
   std::vector<Finding> run();
 
@@ -153,6 +153,7 @@ class Checker {
   void checkConnection(const DomainRead& d, LinesOf linesOf, LastOr lastOr);
 
   std::string_view text_;
+  bool notes_;
   std::vector<Finding> findings_;
   // First in-block report of each line number, from any domain.
   std::map<std::size_t, const LineCopy*> inBlock_;
@@ -406,6 +407,17 @@ void Checker::checkConnection(const DomainRead& d, LinesOf linesOf,
             " in the clear: neither ldaps://, ldapi:// nor StartTLS",
         "use an ldaps:// URI, or write \"LdapStartTls:T\"");
   }
+  // Version 2 is the library's default; a directory that takes version-3
+  // binds only refuses the search, the update and the deletion.
+  if (notes_ && describeConnection(s).version == 2) {
+    add(lastOr(linesOf(linesOf("LdapVersion").empty() ? "LdapServer"
+                                                      : "LdapVersion")),
+        Severity::Note, d.name,
+        "searches, updates and deletions bind with LDAP version 2: a "
+        "directory that accepts version 3 only (slapd without \"allow "
+        "bind_v2\") refuses them",
+        "write \"LdapVersion:3\" if the directory speaks version 3");
+  }
 }
 
 void Checker::checkDomain(const DomainRead& d) {
@@ -603,40 +615,56 @@ std::vector<Finding> Checker::run() {
 }
 
 const char* severityName(Severity severity) {
-  return severity == Severity::Error ? "error" : "warning";
+  switch (severity) {
+    case Severity::Note:
+      return "note";
+    case Severity::Warning:
+      return "warning";
+    case Severity::Error:
+      break;
+  }
+  return "error";
+}
+
+std::string counted(std::size_t n, const char* what) {
+  return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
 }  // namespace
 
-std::vector<Finding> checkConfiguration(std::string_view text) {
-  return Checker(text).run();
+std::vector<Finding> checkConfiguration(std::string_view text, bool notes) {
+  return Checker(text, notes).run();
 }
 
 std::string findingsText(const std::string& path,
                          const std::vector<Finding>& findings) {
   std::string out;
   std::size_t errors = 0;
+  std::size_t notes = 0;
   for (const Finding& f : findings) {
     errors += f.severity == Severity::Error;
+    notes += f.severity == Severity::Note;
     out +=
         path + ":" + std::to_string(f.line) + ": " + severityName(f.severity);
     if (!f.domain.empty())
       out += " [" + f.domain + "]";
     out += ": " + f.message + "\n  fix: " + f.fix + "\n";
   }
-  out += path + ": " + std::to_string(errors) + " error" +
-         (errors == 1 ? "" : "s") + ", " +
-         std::to_string(findings.size() - errors) + " warning" +
-         (findings.size() - errors == 1 ? "" : "s") + "\n";
-  return out;
+  out += path + ": " + counted(errors, "error") + ", " +
+         counted(findings.size() - errors - notes, "warning");
+  if (notes > 0)
+    out += ", " + counted(notes, "note");
+  return out + "\n";
 }
 
 std::string findingsJson(const std::string& path,
                          const std::vector<Finding>& findings) {
   std::size_t errors = 0;
+  std::size_t notes = 0;
   std::string items;
   for (const Finding& f : findings) {
     errors += f.severity == Severity::Error;
+    notes += f.severity == Severity::Note;
     if (!items.empty())
       items += ",\n";
     items += "    {\"line\": " + std::to_string(f.line) + ", \"severity\": \"" +
@@ -646,8 +674,9 @@ std::string findingsJson(const std::string& path,
              ", \"fix\": " + jsonString(f.fix) + "}";
   }
   return "{\n  \"file\": " + jsonString(path) +
-         ",\n  \"errors\": " + std::to_string(errors) +
-         ",\n  \"warnings\": " + std::to_string(findings.size() - errors) +
+         ",\n  \"errors\": " + std::to_string(errors) + ",\n  \"warnings\": " +
+         std::to_string(findings.size() - errors - notes) +
+         (notes > 0 ? ",\n  \"notes\": " + std::to_string(notes) : "") +
          ",\n  \"findings\": [" + (items.empty() ? "" : "\n" + items + "\n  ") +
          "]\n}\n";
 }
@@ -657,7 +686,7 @@ int checkStatus(const std::vector<Finding>& findings, bool strict) {
   for (const Finding& f : findings) {
     if (f.severity == Severity::Error)
       return 2;
-    warnings = true;
+    warnings = warnings || f.severity == Severity::Warning;
   }
   return strict && warnings ? 1 : 0;
 }

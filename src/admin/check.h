@@ -9,7 +9,9 @@
 
 namespace kestrel::admin {
 
-enum class Severity { Warning, Error };
+// A note is advice that many working configurations get; it is reported
+// only when asked for and never changes the exit status.
+enum class Severity { Note, Warning, Error };
 
 struct Finding {
   std::size_t line = 0;  // 1-based; 0 for the file as a whole
@@ -20,11 +22,12 @@ struct Finding {
 };
 
 // Reads every domain of the configuration text and returns the findings,
-// ordered by line.
-std::vector<Finding> checkConfiguration(std::string_view text);
+// ordered by line; notes too when `notes`.
+std::vector<Finding> checkConfiguration(std::string_view text,
+                                        bool notes = false);
 
 // "FILE:LINE: error [domain]: message" and an indented fix line per
-// finding, then a count line.
+// finding, then a count line (which counts notes only when there are some).
 std::string findingsText(const std::string& path,
                          const std::vector<Finding>& findings);
 std::string findingsJson(const std::string& path,

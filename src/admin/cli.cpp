@@ -19,7 +19,8 @@ namespace {
 constexpr int kFailed = 2;
 
 constexpr const char* kUsage =
-    "usage: kestrel-admin check [--strict] [--format=text|json] [FILE]\n"
+    "usage: kestrel-admin check [--strict] [--notes] [--format=text|json] "
+    "[FILE]\n"
     "       kestrel-admin show DOMAIN [FILE] [--format=text|json]\n"
     "                          [--server-name=NAME] [--server-port=PORT]\n"
     "       kestrel-admin forms DOMAIN [FILE] (--page=search|add | --out=DIR)\n"
@@ -29,6 +30,7 @@ struct Options {
   std::string command;
   std::vector<std::string> operands;
   bool strict = false;
+  bool notes = false;
   bool json = false;
   std::string page;
   std::string outDir;
@@ -57,6 +59,8 @@ std::string parse(const std::vector<std::string>& args, Options& o) {
       operandsOnly = true;
     } else if (arg == "--strict") {
       o.strict = true;
+    } else if (arg == "--notes") {
+      o.notes = true;
     } else if (arg == "--format=json") {
       o.json = true;
     } else if (arg == "--format=text") {
@@ -103,7 +107,7 @@ int check(const Options& o, std::ostream& out, std::ostream& err) {
   ConfigFile file;
   if (!load(path, file, err))
     return kFailed;
-  std::vector<Finding> findings = checkConfiguration(file.text);
+  std::vector<Finding> findings = checkConfiguration(file.text, o.notes);
   out << (o.json ? findingsJson(path, findings) : findingsText(path, findings));
   return checkStatus(findings, o.strict);
 }

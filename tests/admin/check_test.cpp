@@ -122,5 +122,27 @@ TEST(Check, ReportsAndStatus) {
   EXPECT_EQ(checkStatus({warning, error}, false), 2);
 }
 
+// The version-2 note is opt-in: without it every report stays as it was;
+// with it, only domains left on the library's version 2 get one, and it
+// never changes the status, not even a strict one.
+TEST(Check, VersionTwoNoteOnlyWhenAsked) {
+  const std::string block = std::string(kHead).substr(8);  // without "START:x"
+  const std::string text = "START:a\n" + block + "LdapServer:db\n" +
+                           "START:b\n" + block +
+                           "LdapServer:db\nLdapVersion:3\n" + "START:c\n" +
+                           block + "LdapServer:ldap://db\nLdapStartTls:T\n";
+  EXPECT_TRUE(checkConfiguration(text).empty());
+  std::vector<Finding> notes = checkConfiguration(text, true);
+  ASSERT_EQ(notes.size(), 1u) << describe(notes);
+  EXPECT_EQ(notes[0].line, 4u);
+  EXPECT_EQ(notes[0].severity, Severity::Note);
+  EXPECT_EQ(checkStatus(notes, true), 0);
+  const std::string report = findingsText("k.conf", notes);
+  EXPECT_EQ(report.substr(report.rfind("k.conf: ")),
+            "k.conf: 0 errors, 0 warnings, 1 note\n");
+  EXPECT_NE(findingsJson("k.conf", notes).find("\"notes\": 1,"),
+            std::string::npos);
+}
+
 }  // namespace
 }  // namespace kestrel::admin
