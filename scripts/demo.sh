@@ -33,6 +33,8 @@ admin_dn="cn=admin,$suffix"
 sample_config=$root/deploy/sample/kestrel.conf
 # The state folder as the servers see it (bound there in the namespace).
 served=/var/lib/kestrel-demo
+# slapd's local socket, as deploy/sample/kestrel.conf names it.
+ldapi_uri=ldapi://%2Fvar%2Flib%2Fkestrel-demo%2Fldapi
 # Left in the state folder; a folder without it is not wiped.
 marker=.kestrel-demo
 
@@ -140,8 +142,9 @@ inside() {
     >"$state/services"
   cat "$state/services" >/etc/services
 
-  slapd -d 0 -f "$state/slapd.conf" -h "ldap://127.0.0.1:$ldap_port/" \
-    2>"$state/slapd.log" &
+  # The "demo" domain reads over the local socket, "mini" over TCP.
+  slapd -d 0 -f "$state/slapd.conf" \
+    -h "ldap://127.0.0.1:$ldap_port/ $ldapi_uri" 2>"$state/slapd.log" &
   slapd_pid=$!
   wait_for ldapsearch -x -H "ldap://127.0.0.1:$ldap_port" -b "" -s base ||
     fail "slapd did not start; see $state/slapd.log"
@@ -161,7 +164,9 @@ inside() {
   Admin DN        $admin_dn
   Admin password  $(cat "$state/admin-password")
                   (for Modify, Delete and Add)
-  Directory       ldap://127.0.0.1:$ldap_port/ (anonymous reads allowed)
+  Directory       $ldapi_uri (domain demo)
+                  ldap://127.0.0.1:$ldap_port/ (domain mini)
+                  LDAP version 3 only; anonymous reads allowed
   Trigger log     $state/varlib-upper/kestrel/changes.log
   Logs            $state/*.log, $state/www-log/
 
@@ -226,8 +231,6 @@ modulepath /usr/lib/ldap
 moduleload back_mdb
 pidfile $state/slapd.pid
 argsfile $state/slapd.args
-# The program binds without asking for protocol version 3 when it reads.
-allow bind_v2
 
 database mdb
 maxsize 104857600
