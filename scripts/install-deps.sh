@@ -21,6 +21,9 @@ packages=(
   chromium chromium-driver nodejs
   # fuzzing and memcheck (scripts/fuzz.sh, scripts/memcheck.sh)
   clang-14 libclang-rt-14-dev valgrind
+  # the FastCGI mode: libfcgi, its bridge for the tests, the spawner and the
+  # Apache module of the deployment snippets
+  libfcgi-dev libfcgi-bin spawn-fcgi apache2 libapache2-mod-fcgid
   # the benchmark (bench/run.sh): ab for load through lighttpd
   apache2-utils
   # the Debian package (scripts/package.sh) and its install test

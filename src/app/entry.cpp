@@ -28,6 +28,15 @@ class EmptyInput : public cgicc::CgiInput {
   std::string getenv(const char*) override { return ""; }
 };
 
+// The request's variable `name`: from `input`, or from the process
+// environment for a CGI run (null input).
+std::string requestVariable(cgicc::CgiInput* input, const char* name) {
+  if (input != nullptr)
+    return input->getenv(name);
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
 bool isVersionQuery(int argc, char** argv) {
   return argc == 2 && argv[1][0] == '-' && argv[1][1] == 'v';
 }
@@ -50,16 +59,22 @@ int serveCgiRequest(int argc, char** argv) {
   // A dropped directory connection or a visitor who went away makes a write
   // fail with an error instead of ending the process without a page.
   std::signal(SIGPIPE, SIG_IGN);
-  const BodyCheck body = checkAnnouncedBody(std::getenv("REQUEST_METHOD"),
-                                            std::getenv("CONTENT_LENGTH"));
+  return readAndServeRequest(argc, argv, nullptr, std::cout);
+}
+
+int readAndServeRequest(int argc, char** argv, cgicc::CgiInput* input,
+                        std::ostream& out) {
+  const std::string method = requestVariable(input, "REQUEST_METHOD");
+  const std::string length = requestVariable(input, "CONTENT_LENGTH");
+  const BodyCheck body = checkAnnouncedBody(method.c_str(), length.c_str());
   if (body == BodyCheck::TooLarge) {
-    std::cout << bodyTooLargeResponse();
+    out << bodyTooLargeResponse();
     return 0;
   }
   std::optional<cgicc::Cgicc> cgi;
   if (body == BodyCheck::Accept) {
     try {
-      cgi.emplace();
+      cgi.emplace(input);
     } catch (...) {
       // A broken request is answered as one without a form.
     }
@@ -70,11 +85,13 @@ int serveCgiRequest(int argc, char** argv) {
   }
   DomainSettings settings;
   MapLinkSettings map;
-  Request rq{*cgi, settings, map, std::cout, ""};
+  Request rq{*cgi, settings, map, out, ""};
   return serveRequest(argc, argv, rq);
 }
 
 int serveRequest(int argc, char** argv, Request& rq) {
+  // Nothing kept from an earlier request of the same process.
+  forgetServiceNames();
   // Made before the configuration is read, so its port text is that of the
   // construction defaults.
   ServerUrl baseUrl(rq.settings);

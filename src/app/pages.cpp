@@ -1,11 +1,10 @@
 #include "app/pages.h"
 
-#include <cstdlib>
-
 #include <cgicc/Cgicc.h>
 #include <cgicc/HTMLClasses.h>
 
 #include "app/page_texts.h"
+#include "directory/run_end.h"
 #include "directory/search.h"
 #include "directory/search_filter.h"
 #include "web/page.h"
@@ -45,7 +44,7 @@ int handleSearchRequest(Request& rq, const cgicc::FormEntry& searchfor) {
     // A search text of blanks only has no value to search for: the page
     // so far goes out and the run ends abnormally, writing nothing more.
     rq.out.flush();
-    std::abort();
+    abortRun();
   }
 
   if (rq.settings.OutputEmailCutPaste) {

@@ -92,10 +92,24 @@ BindResult bindDirectory(LDAP* ld, const DomainSettings& settings,
   return {ldap_bind_s(ld, dn, password, LDAP_AUTH_SIMPLE), false};
 }
 
-void leaveOpen(ConnectionPtr connection) {
-  // Never freed: the handles stay reachable until the process ends.
+namespace {
+
+// Never freed: the handles stay reachable until the process ends, or until
+// the FastCGI worker ends the request that opened them.
+std::vector<LDAP*>& leftOpen() {
   static auto* open = new std::vector<LDAP*>;
-  open->push_back(connection.release());
+  return *open;
+}
+
+}  // namespace
+
+void leaveOpen(ConnectionPtr connection) {
+  leftOpen().push_back(connection.release());
+}
+
+void closeLeftOpen() {
+  for (LDAP* ld : leftOpen()) ldap_unbind(ld);
+  leftOpen().clear();
 }
 
 void writeConnectFailure(std::ostream& out, const DomainSettings& settings,

@@ -68,6 +68,10 @@ BindResult bindDirectory(LDAP* ld, const DomainSettings& settings,
 // failures that follow it.
 void leaveOpen(ConnectionPtr connection);
 
+// Unbinds every connection left open so far: the FastCGI worker's end of a
+// request, where the process does not end.
+void closeLeftOpen();
+
 // "ERROR: Unable to open a connection to LDAP server " + server, then the
 // notify line (closing with `closingTag`), each followed by a p element.
 void writeConnectFailure(std::ostream& out, const DomainSettings& settings,

@@ -7,6 +7,7 @@ set(KESTREL_DIRECTORY_SOURCES
   directory/render.cpp
   directory/render_text.cpp
   directory/render_views.cpp
+  directory/run_end.cpp
   directory/search.cpp
   directory/search_filter.cpp
   directory/values.cpp

@@ -1,8 +1,8 @@
 #include "directory/values.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <new>
+
+#include "directory/run_end.h"
 
 namespace kestrel {
 namespace {
@@ -58,8 +58,7 @@ std::string urlEncode(const std::string& text) {
     }
     return encoded;
   } catch (const std::bad_alloc&) {
-    std::fputs("Out of memory!\n", stdout);
-    std::exit(1);
+    exitRun("Out of memory!\n", 1);
   }
 }
 

@@ -7,12 +7,13 @@
 namespace kestrel {
 namespace {
 
-// Service name registered for `port` under any protocol, or nothing. The
-// services database does not change during a run, so the last answer is
-// kept: a request asks about the same port several times.
+// The last answer of serviceName, kept for one request: a request asks
+// about the same port several times.
+int lastPort = -1;
+std::optional<std::string> lastName;
+
+// Service name registered for `port` under any protocol, or nothing.
 const std::optional<std::string>& serviceName(int port) {
-  static int lastPort = -1;
-  static std::optional<std::string> lastName;
   if (port != lastPort) {
     const servent* entry = getservbyport(htons(port), nullptr);
     lastName = entry != nullptr ? std::optional<std::string>(entry->s_name)
@@ -23,6 +24,11 @@ const std::optional<std::string>& serviceName(int port) {
 }
 
 }  // namespace
+
+void forgetServiceNames() {
+  lastPort = -1;
+  lastName.reset();
+}
 
 // The scheme is looked up when the URL is built: a lookup here could change
 // nothing the builder writes.

@@ -23,4 +23,8 @@ class ServerUrl {
   std::string url_;
 };
 
+// Drops the service name kept from earlier lookups, so that the services
+// database is read anew: called at the start of every request.
+void forgetServiceNames();
+
 }  // namespace kestrel

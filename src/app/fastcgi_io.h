@@ -1,0 +1,47 @@
+// The request and response of the FastCGI worker as cgicc and the page
+// writers see them: the request's variables and body behind cgicc's input
+// interface, the response behind an std::ostream. libfcgi speaks the
+// protocol; nothing here reads or writes a record.
+#pragma once
+
+#include <fcgiapp.h>
+#include <streambuf>
+#include <string>
+
+#include <cgicc/CgiInput.h>
+
+namespace kestrel {
+
+// The variables and the body of one FastCGI request.
+class FastCgiInput : public cgicc::CgiInput {
+ public:
+  FastCgiInput(FCGX_Stream* in, FCGX_ParamArray params)
+      : in_(in), params_(params) {}
+
+  // Up to `length` bytes of the body; fewer only at its end.
+  size_t read(char* data, size_t length) override;
+  // The request's variable `name`, or "" when the web server sent none.
+  std::string getenv(const char* name) override;
+
+ private:
+  FCGX_Stream* in_;
+  FCGX_ParamArray params_;
+};
+
+// An std::ostream buffer that writes to a FastCGI output stream. libfcgi
+// buffers the stream itself, so this one keeps no buffer of its own; a
+// flush sends what was written so far to the web server.
+class FastCgiStreamBuf : public std::streambuf {
+ public:
+  explicit FastCgiStreamBuf(FCGX_Stream* out) : out_(out) {}
+
+ protected:
+  int_type overflow(int_type c) override;
+  std::streamsize xsputn(const char* data, std::streamsize count) override;
+  int sync() override;
+
+ private:
+  FCGX_Stream* out_;
+};
+
+}  // namespace kestrel
