@@ -1,20 +1,27 @@
 #include "support/cgi_run.h"
 
 #include <cerrno>
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <regex>
 #include <sched.h>
 #include <signal.h>
+#include <dirent.h>
+#include <fstream>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 #include <cgicc/CgiUtils.h>
+#include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
 
@@ -143,7 +150,72 @@ std::string formBody(
   return body;
 }
 
+namespace {
+
+// The passed-through variables of the test's own environment, then `env`.
+std::vector<std::string> environmentOf(
+    const std::vector<std::pair<std::string, std::string>>& env) {
+  std::vector<std::string> environment;
+  for (const char* name : kPassedThrough) {
+    if (const char* value = getenv(name)) {
+      environment.push_back(std::string(name) + "=" + value);
+    }
+  }
+  for (const auto& variable : env) {
+    environment.push_back(variable.first + "=" + variable.second);
+  }
+  return environment;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (auto& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// Waits for `pid` up to `seconds`, then kills it (and `alsoKill`, if set).
+CgiResult waitFor(pid_t pid, int seconds, pid_t alsoKill = -1) {
+  CgiResult result;
+  int status = 0;
+  auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      if (alsoKill > 0)
+        kill(alsoKill, SIGKILL);
+      waitpid(pid, &status, 0);
+      result.timedOut = true;
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  if (WIFEXITED(status))
+    result.exitStatus = WEXITSTATUS(status);
+  if (WIFSIGNALED(status))
+    result.signal = WTERMSIG(status);
+  return result;
+}
+
+}  // namespace
+
+bool fastCgiMode() {
+  const char* mode = getenv("KESTREL_TEST_MODE");
+  return mode != nullptr && std::string(mode) == "fastcgi";
+}
+
 CgiResult runCgi(const CgiRun& run) {
+  if (fastCgiMode() && run.program.empty()) {
+    FastCgiWorker worker(run);
+    CgiResult result = worker.request(run);
+    if (result.timedOut)
+      return result;
+    int status = worker.stop();
+    if (status != 0)
+      result.err += "worker exit status " + std::to_string(status) + "\n";
+    return result;
+  }
   TempDir dir;
   if (run.withConfig)
     dir.write("kestrel.conf", run.config);
@@ -151,25 +223,13 @@ CgiResult runCgi(const CgiRun& run) {
   std::string outPath = dir.file("stdout");
   std::string errPath = dir.file("stderr");
 
-  std::vector<std::string> environment;
-  for (const char* name : kPassedThrough) {
-    if (const char* value = getenv(name)) {
-      environment.push_back(std::string(name) + "=" + value);
-    }
-  }
-  for (const auto& variable : run.env) {
-    environment.push_back(variable.first + "=" + variable.second);
-  }
-  std::vector<char*> envp;
-  for (auto& entry : environment) envp.push_back(entry.data());
-  envp.push_back(nullptr);
+  std::vector<std::string> environment = environmentOf(run.env);
+  std::vector<char*> envp = pointersTo(environment);
 
   std::string program = run.program.empty() ? KESTREL_CGI_PATH : run.program;
   std::vector<std::string> arguments = {program};
   arguments.insert(arguments.end(), run.args.begin(), run.args.end());
-  std::vector<char*> argv;
-  for (auto& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
+  std::vector<char*> argv = pointersTo(arguments);
 
   pid_t pid = fork();
   if (pid == 0) {
@@ -181,23 +241,7 @@ CgiResult runCgi(const CgiRun& run) {
     childFail("execve");
   }
 
-  CgiResult result;
-  int status = 0;
-  auto deadline = std::chrono::steady_clock::now() +
-                  std::chrono::seconds(run.timeoutSeconds);
-  while (waitpid(pid, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      result.timedOut = true;
-      break;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  if (WIFEXITED(status))
-    result.exitStatus = WEXITSTATUS(status);
-  if (WIFSIGNALED(status))
-    result.signal = WTERMSIG(status);
+  CgiResult result = waitFor(pid, run.timeoutSeconds);
   result.out = readFile(outPath);
   result.err = readFile(errPath);
   return result;
@@ -222,6 +266,146 @@ Variables snippetEnvironment(const std::string& emptyFolder, bool apache) {
                            name == "SASL_PATH" ? emptyFolder : (*match)[2]);
   }
   return variables;
+}
+
+struct FastCgiWorker::State {
+  TempDir dir;
+  std::string socketPath;
+  std::size_t errSeen = 0;  // bytes of the worker's stderr already reported
+};
+
+FastCgiWorker::FastCgiWorker(const CgiRun& setup) : state_(new State) {
+  TempDir& dir = state_->dir;
+  dir.write("kestrel.conf", setup.config);
+  state_->socketPath = dir.file("fcgi.sock");
+  int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s",
+                state_->socketPath.c_str());
+  if (listener < 0 ||
+      bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) !=
+          0 ||
+      listen(listener, 16) != 0) {
+    ADD_FAILURE() << "FastCGI socket: " << strerror(errno);
+    return;
+  }
+  std::vector<std::string> environment = environmentOf({});
+  std::vector<char*> envp = pointersTo(environment);
+  std::string path = setup.program.empty() ? KESTREL_CGI_PATH : setup.program;
+  std::vector<std::string> arguments = {path};
+  arguments.insert(arguments.end(), setup.args.begin(), setup.args.end());
+  std::vector<char*> argv = pointersTo(arguments);
+  std::string errPath = dir.file("worker-stderr");
+  std::string outPath = dir.file("worker-stdout");
+
+  pid_ = fork();
+  if (pid_ == 0) {
+    isolateConfig(dir, setup);
+    // As a web server starts it: the listening socket on standard input.
+    if (dup2(listener, 0) < 0)
+      childFail("dup2 socket");
+    redirect(outPath, O_WRONLY | O_CREAT | O_TRUNC, 1);
+    redirect(errPath, O_WRONLY | O_CREAT | O_TRUNC, 2);
+    execve(path.c_str(), argv.data(), envp.data());
+    childFail("execve");
+  }
+  close(listener);
+}
+
+FastCgiWorker::~FastCgiWorker() {
+  if (pid_ > 0)
+    stop();
+  delete state_;
+}
+
+CgiResult FastCgiWorker::request(const CgiRun& run) {
+  TempDir& dir = state_->dir;
+  std::string inputPath = dir.write("stdin", run.input);
+  std::string outPath = dir.file("stdout");
+  std::string bridgeErrPath = dir.file("bridge-stderr");
+  std::vector<std::string> environment = environmentOf(run.env);
+  std::vector<char*> envp = pointersTo(environment);
+  std::vector<std::string> arguments = {"cgi-fcgi", "-bind", "-connect",
+                                        state_->socketPath};
+  std::vector<char*> argv = pointersTo(arguments);
+
+  pid_t pid = fork();
+  if (pid == 0) {
+    redirect(inputPath, O_RDONLY, 0);
+    redirect(outPath, O_WRONLY | O_CREAT | O_TRUNC, 1);
+    redirect(bridgeErrPath, O_WRONLY | O_CREAT | O_TRUNC, 2);
+    execvpe("cgi-fcgi", argv.data(), envp.data());
+    childFail("execve cgi-fcgi");
+  }
+  CgiResult result = waitFor(pid, run.timeoutSeconds, pid_);
+  if (result.timedOut) {
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  } else if (result.exitStatus > 128) {
+    // cgi-fcgi exits with the request's application status.
+    result.signal = result.exitStatus - 128;
+    result.exitStatus = -1;
+  }
+  result.out = readFile(outPath);
+  std::string err = readFile(dir.file("worker-stderr"));
+  result.err = err.substr(std::min(state_->errSeen, err.size()));
+  state_->errSeen = err.size();
+  result.err += readFile(bridgeErrPath);
+  return result;
+}
+
+void FastCgiWorker::writeFile(const std::string& path,
+                              const std::string& content) {
+  std::string source = state_->dir.write("to-copy", content);
+  pid_t pid = fork();
+  if (pid == 0) {
+    std::string ns = "/proc/" + std::to_string(pid_) + "/ns/mnt";
+    int fd = open(ns.c_str(), O_RDONLY);
+    if (fd < 0 || setns(fd, CLONE_NEWNS) != 0)
+      childFail("setns");
+    std::ifstream in(source, std::ios::binary);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << in.rdbuf();
+    _exit(out.good() ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+      << "writing " << path << " in the worker's namespace";
+}
+
+int FastCgiWorker::openFds() const {
+  std::string path = "/proc/" + std::to_string(pid_) + "/fd";
+  DIR* folder = opendir(path.c_str());
+  if (folder == nullptr)
+    return -1;
+  int count = 0;
+  while (dirent* entry = readdir(folder)) {
+    if (entry->d_name[0] != '.')
+      ++count;
+  }
+  closedir(folder);
+  return count;
+}
+
+long FastCgiWorker::residentKib() const {
+  std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmRSS:", 0) == 0)
+      return std::atol(line.c_str() + 6);
+  }
+  return -1;
+}
+
+int FastCgiWorker::stop(int graceSeconds) {
+  if (pid_ <= 0)
+    return -1;
+  kill(pid_, SIGTERM);
+  CgiResult ended = waitFor(pid_, graceSeconds);
+  pid_ = -1;
+  return ended.exitStatus;
 }
 
 }  // namespace kestrel::test

@@ -2,7 +2,15 @@
 // request body on standard input, and the test's configuration at
 // /etc/kestrel.conf, bind-mounted in a private mount namespace over an
 // overlay of /etc, so the machine's /etc is never changed.
+//
+// With KESTREL_TEST_MODE=fastcgi in the test's environment, every run of
+// the built program goes instead to a FastCGI worker of its own, started in
+// the same kind of namespace, through libfcgi's bridge cgi-fcgi: the same
+// request, the response as the web server receives it. An application
+// status of 128 + n reads as the signal n, as a CGI run ended by it.
 #pragma once
+
+#include <sys/types.h>
 
 #include <string>
 #include <utility>
@@ -60,5 +68,38 @@ using Variables = std::vector<std::pair<std::string, std::string>>;
 // SASL_PATH at `emptyFolder`.
 Variables snippetEnvironment(const std::string& emptyFolder,
                              bool apache = false);
+// True when KESTREL_TEST_MODE=fastcgi.
+bool fastCgiMode();
+
+// One long-lived FastCGI worker in a private mount namespace, set up from
+// `setup`: config and withConfig as for a run, `program` (empty: the built
+// kestrel.cgi) started with `args`, the command line of every request.
+// Stopped by SIGTERM when destroyed.
+class FastCgiWorker {
+ public:
+  explicit FastCgiWorker(const CgiRun& setup);
+  ~FastCgiWorker();
+  FastCgiWorker(const FastCgiWorker&) = delete;
+  FastCgiWorker& operator=(const FastCgiWorker&) = delete;
+
+  // One request: run.env and run.input (the rest is the worker's).
+  // err holds what the worker wrote to its standard error meanwhile.
+  CgiResult request(const CgiRun& run);
+  // Writes `content` to `path` inside the worker's namespace (an overlay
+  // of /etc: the machine's files are not changed).
+  void writeFile(const std::string& path, const std::string& content);
+  // Open file descriptors and resident memory of the worker, from /proc.
+  int openFds() const;
+  long residentKib() const;
+  pid_t pid() const { return pid_; }
+  // SIGTERM, then the worker's exit status (-1 when a signal ended it);
+  // killed after `graceSeconds`.
+  int stop(int graceSeconds = 10);
+
+ private:
+  struct State;
+  State* state_;
+  pid_t pid_ = -1;
+};
 
 }  // namespace kestrel::test
