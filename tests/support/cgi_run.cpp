@@ -1,27 +1,28 @@
 #include "support/cgi_run.h"
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <regex>
+#include <fstream>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
-#include <dirent.h>
-#include <fstream>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 #include <cgicc/CgiUtils.h>
-#include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
 
@@ -367,6 +368,7 @@ void FastCgiWorker::writeFile(const std::string& path,
     std::ifstream in(source, std::ios::binary);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << in.rdbuf();
+    out.close();
     _exit(out.good() ? 0 : 1);
   }
   int status = 0;
@@ -375,7 +377,27 @@ void FastCgiWorker::writeFile(const std::string& path,
       << "writing " << path << " in the worker's namespace";
 }
 
+namespace {
+
+// Waits up to two seconds for the worker to be back in accept(), waiting
+// for the next request: the end of a request reaches the client a moment
+// before the worker has closed its connection.
+void waitUntilIdle(pid_t pid) {
+  const std::string path = "/proc/" + std::to_string(pid) + "/syscall";
+  for (int i = 0; i < 1000; ++i) {
+    std::ifstream in(path);
+    std::string first;  // the syscall's number, or "running"
+    if (!(in >> first) || first == std::to_string(SYS_accept) ||
+        first == std::to_string(SYS_accept4))
+      return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+}  // namespace
+
 int FastCgiWorker::openFds() const {
+  waitUntilIdle(pid_);
   std::string path = "/proc/" + std::to_string(pid_) + "/fd";
   DIR* folder = opendir(path.c_str());
   if (folder == nullptr)
@@ -390,6 +412,7 @@ int FastCgiWorker::openFds() const {
 }
 
 long FastCgiWorker::residentKib() const {
+  waitUntilIdle(pid_);
   std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
   std::string line;
   while (std::getline(status, line)) {

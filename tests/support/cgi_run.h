@@ -10,9 +10,8 @@
 // status of 128 + n reads as the signal n, as a CGI run ended by it.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
