@@ -283,6 +283,12 @@ status=0
 unshare -m --propagation private bash "$bench/measure.sh" || status=$?
 echo "load average after: $(cut -d' ' -f1-3 /proc/loadavg)" >>"$raw/machine.txt"
 
+# The FastCGI mode beside the CGI mode and the PHP peer (bench/fastcgi.sh).
+log "FastCGI comparison"
+KESTREL_CGI=$kestrel BENCH_BUILD=$build bash "$bench/fastcgi.sh" \
+  $([[ $mode == smoke ]] && echo --smoke) >"$raw/fastcgi.txt" 2>"$work/fastcgi.log" ||
+  { echo "bench/fastcgi.sh failed, see $work/fastcgi.log" >>"$raw/failures.txt"; status=1; }
+
 # ------------------------------------------------------------------ report
 log "writing the report"
 if [[ $mode == smoke ]]; then results=$build/RESULTS-smoke.md; else results=$bench/RESULTS.md; fi
