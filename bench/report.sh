@@ -343,6 +343,10 @@ if [[ -s $raw/ab.tsv ]]; then
   done
 fi
 
+if [[ -s $raw/fastcgi.txt ]]; then
+  echo
+  sed 's/^# /## /' "$raw/fastcgi.txt"
+fi
 if [[ -s $raw/failures.txt ]]; then
   echo
   echo "## Failures"
