@@ -15,6 +15,7 @@
 #   KESTREL_DEMO_CGI       a built kestrel.cgi to serve instead of building
 #                          (a kestrel-admin beside it writes the forms)
 #   KESTREL_DEMO_LIFETIME  stop by itself after this many seconds
+#   KESTREL_DEMO_MODE      cgi (default) or fastcgi: which lighttpd snippet
 #
 # Nothing outside the state folder changes. The servers run in a private
 # mount namespace where /etc and /var/lib are overlays whose changes land in
@@ -273,6 +274,12 @@ var.kestrel_sasl_path = "$served/sasl-none"
 var.kestrel_origin = "http://127.0.0.1:$http_port"
 include "$root/deploy/lighttpd/kestrel.conf"
 EOF
+  # KESTREL_DEMO_MODE=fastcgi: the same site through the FastCGI snippet,
+  # its workers' sockets beside the server's log.
+  if [[ ${KESTREL_DEMO_MODE:-cgi} == fastcgi ]]; then
+    sed -i -e "s|^include \"$root/deploy/lighttpd/kestrel.conf\"\$|var.kestrel_fcgi_socket = \"$served/www-log/kestrel.sock\"\ninclude \"$root/deploy/lighttpd/kestrel-fastcgi.conf\"|" \
+      "$state/lighttpd.conf"
+  fi
 }
 
 prepare() {

@@ -71,6 +71,10 @@ function startDemo(httpPort, ldapPort) {
     KESTREL_DEMO_LIFETIME: '600',
   };
   if (process.env.KESTREL_CGI) demoEnv.KESTREL_DEMO_CGI = process.env.KESTREL_CGI;
+  // KESTREL_BROWSER_MODE=fastcgi: the demo serves through the FastCGI snippet.
+  if (process.env.KESTREL_BROWSER_MODE) {
+    demoEnv.KESTREL_DEMO_MODE = process.env.KESTREL_BROWSER_MODE;
+  }
   demo = spawn('bash', [path.join(repo, 'scripts/demo.sh')], {
     env: demoEnv, stdio: ['ignore', 'pipe', 'pipe'],
   });
