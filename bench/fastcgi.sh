@@ -9,6 +9,9 @@
 #   bash bench/fastcgi.sh            3 rounds of 10 s per case (about 8 min)
 #   bash bench/fastcgi.sh --smoke    1 round of 1 s per case; checks that
 #                                    every site answers
+#   bash bench/fastcgi.sh --soak [N] N (default 100,000) mixed requests on
+#                                    the FastCGI workers: their resident
+#                                    memory and open files along the way
 #
 # Writes $BENCH_BUILD/fastcgi-<mode>/results.md (BENCH_BUILD defaults to
 # build-bench); KESTREL_CGI names the program (default: the release build of
@@ -25,6 +28,7 @@ mode=full
 case "${1:-}" in
   "") ;;
   --smoke) mode=smoke ;;
+  --soak) mode=soak; export BENCH_SOAK=${2:-100000} ;;
   --inside) mode=${2:?}; inside=1 ;;
   *) echo "usage: bash bench/fastcgi.sh [--smoke]" >&2; exit 2 ;;
 esac
@@ -91,6 +95,8 @@ maxsize 1073741824
 suffix "$base"
 directory $work/db
 index objectClass,cn,sn,employeeNumber,departmentNumber eq
+rootdn "cn=admin,$base"
+rootpw secret
 CONF
 awk -v size=$size -v suffix="$base" -f "$bench/people.awk" >"$work/people.ldif"
 slapadd -q -f "$work/slapd.conf" -l "$work/people.ldif" || die "slapadd failed"
@@ -113,6 +119,9 @@ LdapServer:127.0.0.1
 LdapPort:$ldap_port
 SearchBase:$base
 TechContact:admin@example.com
+BindDn:cn=admin,$base
+UpdateModify:T
+DeleteEntry:T
 WebServer:localhost
 WebServerPort:80
 CgiBinPath:cgi-bin/
@@ -255,6 +264,48 @@ ticks() {
 }
 hz=$(getconf CLK_TCK)
 
+if [[ $mode == soak ]]; then
+  # Mixed requests, a thousand a round, each page type in turn: searches,
+  # information, vCard, modify and delete forms, an update, a refused
+  # update, a deletion of a missing entry, error pages and the aborted
+  # blank search.
+  gets=("$k1" "$k100" "kestreldomain=fc&info=Ada+Abbott+0"
+        "kestreldomain=fc&vcard=Ada+Abbott+0"
+        "kestreldomain=fc&createupdateform=Ada+Abbott+0"
+        "kestreldomain=fc&createdeleteform=uid%3Dp1" "kestreldomain=fc"
+        "info=x" "kestreldomain=nosuch&info=x"
+        "kestreldomain=fc&searchfor=+&selectoption=Name")
+  posts=("kestreldomain=fc&entrydn=uid%3Dp0%2C$base&updatepassword=secret&title=Engineer"
+         "kestreldomain=fc&entrydn=uid%3Dp0%2C$base&updatepassword=wrong&title=x"
+         "kestreldomain=fc&delentry=uid%3Dnobody%2C$base&deletepassword=secret")
+  per=$((1000 / (${#gets[@]} + ${#posts[@]})))
+  workers() { pgrep -f "^$kestrel" | sort -n; }
+  state() {  # requests so far
+    local pid line="$1"
+    for pid in $(workers); do
+      line+=" $pid:$(awk '/^VmRSS/ {print $2}' "/proc/$pid/status")KiB:$(ls "/proc/$pid/fd" | wc -l)fds"
+    done
+    echo "$line"
+  }
+  log "soak: $BENCH_SOAK requests, $per per page a round"
+  echo "requests worker:rss:fds..." >"$work/soak.txt"
+  sent=0
+  while ((sent < BENCH_SOAK)); do
+    for q in "${gets[@]}"; do
+      ab -q -n "$per" "$site/fcgi/kestrel.cgi?$q" >/dev/null 2>&1 || true
+    done
+    for body in "${posts[@]}"; do
+      printf '%s' "$body" >"$work/post.txt"
+      ab -q -n "$per" -p "$work/post.txt" -T application/x-www-form-urlencoded \
+        "$site/fcgi/kestrel.cgi" >/dev/null 2>&1 || true
+    done
+    sent=$((sent + per * (${#gets[@]} + ${#posts[@]})))
+    if ((sent <= 1000 || sent % 10000 < 1000)); then state "$sent" >>"$work/soak.txt"; fi
+  done
+  state "$sent" >>"$work/soak.txt"
+  cat "$work/soak.txt"
+  exit 0
+fi
 if [[ $mode == smoke ]]; then rounds=1; seconds=1; else rounds=3; seconds=10; fi
 results=$work/raw.tsv
 printf 'round\tprogram\tentries\tconcurrency\trps\tcpu_ms\n' >"$results"
