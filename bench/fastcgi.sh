@@ -358,7 +358,7 @@ callgrind_annotate --inclusive=yes "$work/callgrind.out" 2>/dev/null |
 # inclusive instructions of a function (first match), 0 when absent
 cost() { awk -v f="$1" '$0 ~ f {print $1; exit}' "$work/callgrind.txt" | grep . || echo 0; }
 total=$(awk '/PROGRAM TOTALS/ {print $1; exit}' "$work/callgrind.txt")
-serve=$(cost "kestrel::serveRequest")
+serve=$(cost "kestrel::readAndServeRequest")
 connect=$(cost ":ldap_init[ (]")
 bind=$(cost ":ldap_bind_s[ (]")
 unbind=$(cost ":ldap_unbind[ (]")
@@ -414,7 +414,7 @@ median() {
   echo "One FastCGI worker under callgrind, $cg_requests requests of the 1-entry page"
   echo "(instructions, inclusive; total $total):"
   echo
-  for row in "serving the requests (serveRequest):$serve" "ldap_init (connect set-up):$connect" \
+  for row in "serving the requests (readAndServeRequest):$serve" "ldap_init (connect set-up):$connect" \
     "ldap_bind_s (connect and bind):$bind" "ldap_unbind:$unbind" "ldap_search_s (search and result):$search"; do
     name=${row%:*}; value=${row##*:}
     echo "- $name: $value ($(awk -v v="$value" -v s="$serve" 'BEGIN {printf "%.1f", s ? 100 * v / s : 0}')% of serving)"
