@@ -4,6 +4,7 @@
 // configuration file, connections left open, an aborted run).
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -190,13 +191,25 @@ TEST_F(FastCgiReuse, ServicesAndConfigurationAreReadPerRequest) {
   EXPECT_EQ(worker.stop(), 0);
 }
 
+// Rounds of the mixed requests on one worker: KESTREL_WORKER_ROUNDS, or 20.
+int workerRounds() {
+  const char* rounds = std::getenv("KESTREL_WORKER_ROUNDS");
+  return rounds != nullptr && std::atoi(rounds) > 0 ? std::atoi(rounds) : 20;
+}
+
+// Under valgrind (scripts/memcheck.sh sets KESTREL_MEMCHECK) the resident
+// memory is valgrind's as well, and says nothing about the worker's.
+bool underMemcheck() {
+  return std::getenv("KESTREL_MEMCHECK") != nullptr;
+}
+
 TEST_F(FastCgiReuse, ManyRequestsKeepFilesAndMemoryFlat) {
   Slapd slapd("dc=example,dc=com", readFile(testDataPath("write-people.ldif")));
   CgiRun setup;
   setup.config = twoDomains(slapd.port(), dir_);
   FastCgiWorker worker(setup);
   std::vector<CgiRun> runs = mixedRequests(setup.config, dir_.file("env-"));
-  const int rounds = 20;
+  const int rounds = workerRounds();
   int fds = -1;
   long residentKib = 0;
   for (int round = 0; round < rounds; ++round) {
@@ -207,8 +220,10 @@ TEST_F(FastCgiReuse, ManyRequestsKeepFilesAndMemoryFlat) {
     }
   }
   EXPECT_EQ(worker.openFds(), fds);
-  EXPECT_LE(worker.residentKib(), residentKib + 1024)
-      << "after " << rounds * runs.size() << " requests";
+  if (!underMemcheck()) {
+    EXPECT_LE(worker.residentKib(), residentKib + 1024)
+        << "after " << rounds * runs.size() << " requests";
+  }
   EXPECT_EQ(worker.stop(), 0);
 }
 
