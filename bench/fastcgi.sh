@@ -141,6 +141,13 @@ field:street:F:F:Street:Street:T:T:T:40:0:ADR;TYPE=WORK:F
 field:employeeNumber:F:F:Number:Number:F:T:F:10:0::F
 field:departmentNumber:F:F:Department:Department:F:T:F:10:0::F
 CONF
+# /etc is an overlay of this namespace: the bind below needs a file to
+# cover, and the machine's /etc must not gain one.
+mkdir -p "$work/etc-upper" "$work/etc-work"
+rm -rf "$work/etc-upper"/* "$work/etc-work"/*
+mount -t overlay overlay \
+  -o "lowerdir=/etc,upperdir=$work/etc-upper,workdir=$work/etc-work" /etc ||
+  die "overlay on /etc failed"
 touch /etc/kestrel.conf
 mount --bind "$work/kestrel.conf" /etc/kestrel.conf
 

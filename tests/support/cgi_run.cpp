@@ -8,8 +8,8 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <regex>
 #include <fstream>
+#include <regex>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
@@ -168,6 +168,22 @@ std::vector<std::string> environmentOf(
   return environment;
 }
 
+// The variables of `env` that a web server gives a FastCGI worker's process
+// rather than each request (lighttpd's bin-environment, FcgidInitialEnv):
+// those libldap and its libraries read when the worker starts.
+std::vector<std::pair<std::string, std::string>> workerVariables(
+    const std::vector<std::pair<std::string, std::string>>& env) {
+  std::vector<std::pair<std::string, std::string>> chosen;
+  for (const auto& variable : env) {
+    const std::string& name = variable.first;
+    if (name.rfind("LDAP", 0) == 0 || name == "SASL_PATH" ||
+        name == "GNUTLS_NO_IMPLICIT_INIT") {
+      chosen.push_back(variable);
+    }
+  }
+  return chosen;
+}
+
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (auto& text : texts) pointers.push_back(text.data());
@@ -291,7 +307,8 @@ FastCgiWorker::FastCgiWorker(const CgiRun& setup) : state_(new State) {
     ADD_FAILURE() << "FastCGI socket: " << strerror(errno);
     return;
   }
-  std::vector<std::string> environment = environmentOf({});
+  std::vector<std::string> environment =
+      environmentOf(workerVariables(setup.env));
   std::vector<char*> envp = pointersTo(environment);
   std::string path = setup.program.empty() ? KESTREL_CGI_PATH : setup.program;
   std::vector<std::string> arguments = {path};
