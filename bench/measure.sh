@@ -311,14 +311,16 @@ ab_run() {
 }
 
 for env_name in "${ab_envs[@]}"; do
-  port=$(free_port)
-  # tuned: what deploy/lighttpd/kestrel.conf sets, for both programs.
-  extra= stream=0
-  if [[ $env_name == tuned ]]; then
-    extra=", \"SASL_PATH\" => \"$EMPTY_SASL\", \"GNUTLS_NO_IMPLICIT_INIT\" => \"1\""
-    stream=1
-  fi
-  cat >"$WORK/lighttpd.conf" <<EOF
+  # A port found free can be taken before lighttpd binds it: then another.
+  for attempt in 1 2 3 4 5; do
+    port=$(free_port)
+    # tuned: what deploy/lighttpd/kestrel.conf sets, for both programs.
+    extra= stream=0
+    if [[ $env_name == tuned ]]; then
+      extra=", \"SASL_PATH\" => \"$EMPTY_SASL\", \"GNUTLS_NO_IMPLICIT_INIT\" => \"1\""
+      stream=1
+    fi
+    cat >"$WORK/lighttpd.conf" <<EOF
 server.document-root = "$www"
 server.bind = "127.0.0.1"
 server.port = $port
@@ -329,11 +331,16 @@ cgi.assign = (".cgi" => "")
 server.stream-response-body = $stream
 setenv.add-environment = ("FLOOR_HOST" => "127.0.0.1", "FLOOR_PORT" => "$LDAP_PORT", "FLOOR_BASE" => "$(base "$big")"$extra)
 EOF
-  lighttpd -D -f "$WORK/lighttpd.conf" 2>"$WORK/lighttpd.log" &
-  lighttpd_pid=$!
-  for _ in $(seq 100); do
-    (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && break
-    sleep 0.05
+    lighttpd -D -f "$WORK/lighttpd.conf" 2>"$WORK/lighttpd.log" &
+    lighttpd_pid=$!
+    for _ in $(seq 100); do
+      (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && break
+      kill -0 "$lighttpd_pid" 2>/dev/null || break
+      sleep 0.05
+    done
+    kill -0 "$lighttpd_pid" 2>/dev/null && break
+    log "lighttpd ($env_name) did not start on port $port; another port"
+    lighttpd_pid=
   done
   q=$(search_query "$big" Number 7)
   http_get "$port" "/kestrel.cgi?$q" | grep -q "Number of matches:1" ||
