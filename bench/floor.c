@@ -5,13 +5,17 @@
  * serve it.
  *
  * usage: floor HOST PORT BASE FILTER
- *    or, as a CGI: FLOOR_HOST, FLOOR_PORT, FLOOR_BASE in the environment and
- *    the filter as the whole query string (not decoded). */
+ *    or: floor URI BASE FILTER  (ldap://, ldaps://, ldapi://: the connection
+ *    is opened with ldap_initialize, as the program does for a URI)
+ *    or, as a CGI: FLOOR_HOST, FLOOR_PORT (or FLOOR_URI instead of both),
+ *    FLOOR_BASE in the environment and the filter as the whole query string
+ *    (not decoded). */
 #define LDAP_DEPRECATED 1
 #include <lber.h>
 #include <ldap.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <strings.h>
 
 static const char* setting(int argc, char** argv, int index, const char* name) {
@@ -24,13 +28,30 @@ static const char* setting(int argc, char** argv, int index, const char* name) {
 }
 
 int main(int argc, char** argv) {
-  const char* host = setting(argc, argv, 1, "FLOOR_HOST");
-  int port = atoi(setting(argc, argv, 2, "FLOOR_PORT"));
-  const char* base = setting(argc, argv, 3, "FLOOR_BASE");
-  const char* filter = setting(argc, argv, 4, "QUERY_STRING");
+  /* A first argument with "://" is a URI and takes the place of HOST PORT. */
+  const char* uri = NULL;
+  if (argc > 1 ? strstr(argv[1], "://") != NULL : getenv("FLOOR_URI") != NULL) {
+    uri = argc > 1 ? argv[1] : getenv("FLOOR_URI");
+    --argc;
+    ++argv;
+  }
+  const char* host = uri ? NULL : setting(argc, argv, 1, "FLOOR_HOST");
+  int port = uri ? 0 : atoi(setting(argc, argv, 2, "FLOOR_PORT"));
+  int shift = uri ? 1 : 3;
+  const char* base = setting(argc, argv, shift, "FLOOR_BASE");
+  const char* filter = setting(argc, argv, shift + 1, "QUERY_STRING");
 
   fputs("Content-Type: text/html\n\n<table>\n", stdout);
-  LDAP* ld = ldap_init(host, port);
+  LDAP* ld = NULL;
+  if (uri != NULL) {
+    int rc = ldap_initialize(&ld, uri);
+    if (rc != LDAP_SUCCESS) {
+      fprintf(stderr, "ldap_initialize: %s\n", ldap_err2string(rc));
+      return 1;
+    }
+  } else {
+    ld = ldap_init(host, port);
+  }
   if (ld == NULL) {
     perror("ldap_init");
     return 1;
