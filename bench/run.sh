@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Measures kestrel.cgi against the floor program (bench/floor.c): whole
 # process runs side by side, instruction counts, and requests per second
-# through lighttpd. Writes bench/RESULTS.md.
+# through lighttpd, and over each transport (bench/transports.sh). Writes
+# bench/RESULTS.md.
 #
 #   bash bench/run.sh            full run (about 12 minutes)
 #   bash bench/run.sh --smoke    10 entries, 3 runs, a few seconds; writes
@@ -294,6 +295,20 @@ log "writing the report"
 if [[ $mode == smoke ]]; then results=$build/RESULTS-smoke.md; else results=$bench/RESULTS.md; fi
 bash "$bench/report.sh" "$raw" >"$results.new" && mv "$results.new" "$results"
 log "wrote $results"
+
+# The program against the floor over ldapi://, ldap:// and ldaps://
+# (bench/transports.sh); in the full run it adds its own section to
+# bench/RESULTS.md, written just above.
+log "transports"
+if KESTREL_CGI=$kestrel BENCH_BUILD=$build bash "$bench/transports.sh" \
+  $([[ $mode == smoke ]] && echo --smoke) >"$work/transports.log" 2>&1; then
+  if [[ $mode == smoke ]]; then
+    { echo; cat "$build/transports-smoke/results.md"; } >>"$results"
+  fi
+else
+  echo "bench/transports.sh failed, see $work/transports.log" >>"$raw/failures.txt"
+  status=1
+fi
 if [[ -s $raw/failures.txt ]]; then
   echo "bench: failures:" >&2
   cat "$raw/failures.txt" >&2
