@@ -6,7 +6,7 @@
 # transport in each pair. Whole-process wall times in alternating runs, in
 # the environment of the shipped web-server snippets; 1 and 100 entries.
 #
-#   bash bench/transports.sh            41 rounds (about 3 minutes); appends
+#   bash bench/transports.sh            101 rounds (about a minute); appends
 #                                       (or replaces) the "Transports"
 #                                       section of bench/RESULTS.md
 #   bash bench/transports.sh --smoke    3 rounds; checks every pair answers
@@ -224,7 +224,7 @@ for n in 1 100; do
 done
 ((failures == 0)) || die "$failures pairs did not answer as expected"
 
-if [[ $mode == smoke ]]; then runs=3; warm=1; else runs=41; warm=2; fi
+if [[ $mode == smoke ]]; then runs=3; warm=1; else runs=101; warm=2; fi
 runs=${BENCH_RUNS:-$runs}
 load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 started=$(date -u '+%Y-%m-%d %H:%M UTC')
