@@ -276,7 +276,7 @@ results=$work/results.md
   echo "\`LDAPREFERRALS=off\`. Whole-process wall time in ms, median [min-max]."
   echo
   echo "Load average (1, 5, 15 min) before: $load_before; after: $load_after."
-  echo "Cores: $(nproc)."
+  echo "Cores: $(nproc). Program: $kestrel (git $(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo ?)); slapd $(dpkg-query -W -f='${Version}' slapd 2>/dev/null || echo ?)."
   echo
   echo "| entries | transport | kestrel | floor | kestrel / floor | target <= 1.10 |"
   echo "|---|---|---|---|---|---|"
