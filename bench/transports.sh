@@ -107,24 +107,35 @@ awk -v size=1000 -v suffix="$base" -f "$bench/people.awk" >"$work/people.ldif"
 slapadd -q -f "$work/slapd.conf" -l "$work/people.ldif" 2>"$work/slapadd.log" ||
   die "slapadd failed, see $work/slapadd.log"
 
-ldap_port=$(free_port)
-ldaps_port=$(free_port)
-[[ $ldaps_port != "$ldap_port" ]] || ldaps_port=$(free_port)
 socket=$work/ldapi
 socket_uri=ldapi://$(sed 's|/|%2F|g' <<<"$socket")
-uri_ldap=ldap://127.0.0.1:$ldap_port
-uri_ldaps=ldaps://127.0.0.1:$ldaps_port
-slapd -d 0 -f "$work/slapd.conf" \
-  -h "$uri_ldap/ $uri_ldaps/ $socket_uri/" 2>"$work/slapd.log" &
-pids+=($!)
-for _ in $(seq 200); do
-  if (exec 3<>"/dev/tcp/127.0.0.1/$ldap_port") 2>/dev/null &&
-    (exec 3<>"/dev/tcp/127.0.0.1/$ldaps_port") 2>/dev/null && [[ -S $socket ]]; then
-    break
-  fi
-  kill -0 "${pids[0]}" 2>/dev/null || die "slapd did not start, see $work/slapd.log"
-  sleep 0.05
+# Ports found free can be taken before slapd binds them: then other ones.
+started=0
+for attempt in 1 2 3 4 5; do
+  ldap_port=$(free_port)
+  ldaps_port=$(free_port)
+  [[ $ldaps_port != "$ldap_port" ]] || ldaps_port=$(free_port)
+  uri_ldap=ldap://127.0.0.1:$ldap_port
+  uri_ldaps=ldaps://127.0.0.1:$ldaps_port
+  rm -f "$socket"
+  slapd -d 0 -f "$work/slapd.conf" \
+    -h "$uri_ldap/ $uri_ldaps/ $socket_uri/" 2>"$work/slapd.log" &
+  slapd_pid=$!
+  for _ in $(seq 200); do
+    if (exec 3<>"/dev/tcp/127.0.0.1/$ldap_port") 2>/dev/null &&
+      (exec 3<>"/dev/tcp/127.0.0.1/$ldaps_port") 2>/dev/null && [[ -S $socket ]]; then
+      started=1
+      break
+    fi
+    kill -0 "$slapd_pid" 2>/dev/null || break
+    sleep 0.05
+  done
+  ((started)) && break
+  kill "$slapd_pid" 2>/dev/null || true
+  wait "$slapd_pid" 2>/dev/null || true
 done
+((started)) || die "slapd did not start, see $work/slapd.log"
+pids+=("$slapd_pid")
 
 # One domain per transport; the page's settings are those of bench/run.sh's
 # list, reduced to the fields found here.
