@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <string_view>
+
 #include "directory/map_link.h"
 #include "directory/modify_form.h"
 #include "directory/render_text.h"
@@ -48,20 +50,21 @@ int fieldFor(const DomainSettings& settings, const RenderContext& context,
 constexpr std::size_t kRememberedNames = 64;
 
 AttributeUse resolveAttribute(const Request& rq, const RenderContext& context,
-                              const char* attribute) {
+                              std::string_view attribute) {
   AttributeUse use;
   use.name = attribute;
-  use.field = fieldFor(rq.settings, context, attribute);
+  const char* name = use.name.c_str();
+  use.field = fieldFor(rq.settings, context, name);
   if (rq.settings.DisplayMapURL)
-    use.mapRole = mapRoleOf(rq.map, attribute);
-  use.isMail = strcasecmp(attribute, "mail") == 0;
+    use.mapRole = mapRoleOf(rq.map, name);
+  use.isMail = strcasecmp(name, "mail") == 0;
   return use;
 }
 
 // The use of `attribute`, from the names already seen where possible;
 // `spare` holds it when there is no room left to remember it.
 const AttributeUse& useOf(const Request& rq, const RenderContext& context,
-                          const char* attribute, AttributeUse& spare) {
+                          std::string_view attribute, AttributeUse& spare) {
   std::vector<AttributeUse>& uses = context.uses;
   std::size_t& next = context.nextUse;
   if (next < uses.size() && uses[next].name == attribute) {
@@ -137,20 +140,19 @@ bool collectEntry(Request& rq, const RenderContext& context, LDAP* ld,
   const bool readAll = !rq.settings.IgnoreType.empty();
   context.nextUse = 0;
   AttributeUse spare;
-  BerElement* rawBer = nullptr;
-  AttributePtr attribute(ldap_first_attribute(ld, entry, &rawBer));
-  BerPtr ber(rawBer);
-  for (; attribute != nullptr;
-       attribute.reset(ldap_next_attribute(ld, entry, ber.get()))) {
-    const AttributeUse& use = useOf(rq, context, attribute.get(), spare);
+  AttributeReader& reader = context.reader;
+  std::string_view attribute;
+  for (bool more = reader.first(ld, entry, attribute); more;
+       more = reader.next(attribute)) {
+    const AttributeUse& use = useOf(rq, context, attribute, spare);
     if (!readAll && use.field < 0 && use.mapRole < 0) {
       continue;
     }
-    ValuesPtr values(ldap_get_values_len(ld, entry, attribute.get()));
+    berval** values = reader.values();
     if (values == nullptr) {
       continue;
     }
-    if (!collectAttribute(rq, use, values.get(), slots)) {
+    if (!collectAttribute(rq, use, values, slots)) {
       return false;
     }
   }
@@ -168,7 +170,9 @@ bool collectEntryValues(Request& rq, const RenderContext& context,
   std::vector<berval> values;
   std::vector<berval*> list;
   for (const AttributeValues& attribute : attributes) {
-    const AttributeUse& use = useOf(rq, context, attribute.name.c_str(), spare);
+    // Up to a NUL, as the name libldap hands out would be.
+    const AttributeUse& use =
+        useOf(rq, context, std::string_view(attribute.name.c_str()), spare);
     if (!readAll && use.field < 0 && use.mapRole < 0) {
       continue;
     }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "directory/attribute_reader.h"
 #include "directory/ldap.h"
 #include "directory/search.h"
 #include "directory/values.h"
@@ -48,6 +49,7 @@ struct RenderContext {
   mutable std::size_t nextUse = 0;
   mutable std::vector<EntrySlot> slots;
   mutable std::string dn;
+  mutable AttributeReader reader;
 };
 
 RenderContext makeRenderContext(const DomainSettings& settings,

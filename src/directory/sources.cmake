@@ -1,5 +1,6 @@
 # Sources of the directory folder, relative to src/.
 set(KESTREL_DIRECTORY_SOURCES
+  directory/attribute_reader.cpp
   directory/connection.cpp
   directory/map_link.cpp
   directory/messages.cpp

@@ -1,6 +1,6 @@
 // Network stand-ins on 127.0.0.1 for the transport tests: a relay that
-// records every byte between a client and a server, and a listener that
-// takes connections and never answers.
+// records every byte between a client and a server, a listener that takes
+// connections and never answers, and the listening socket they start from.
 #pragma once
 
 #include <mutex>
@@ -8,6 +8,9 @@
 #include <thread>
 
 namespace kestrel::test {
+
+// A listening socket on 127.0.0.1 and the port the kernel chose for it.
+int listenOnLoopback(int* port);
 
 // Forwards each connection made to port() to `targetPort`, both ways, on a
 // thread of its own, and keeps what went each way.
