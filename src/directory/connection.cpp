@@ -103,6 +103,15 @@ std::vector<LDAP*>& leftOpen() {
 
 }  // namespace
 
+void readAhead(LDAP* ld) {
+  Sockbuf* sb = nullptr;
+  if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &sb) == LDAP_OPT_SUCCESS &&
+      sb != nullptr) {
+    ber_sockbuf_add_io(sb, &ber_sockbuf_io_readahead,
+                       LBER_SBIOD_LEVEL_PROVIDER, nullptr);
+  }
+}
+
 void leaveOpen(ConnectionPtr connection) {
   leftOpen().push_back(connection.release());
 }

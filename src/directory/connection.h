@@ -63,6 +63,12 @@ struct BindResult {
 BindResult bindDirectory(LDAP* ld, const DomainSettings& settings,
                          const char* dn, const char* password);
 
+// Lets the library read what the server sends on a bound connection in
+// large pieces, as it does for UDP: without it, every message of a search
+// costs a poll and two reads. Only the bytes read change, not what is
+// decoded from them.
+void readAhead(LDAP* ld);
+
 // Keeps the connection open, without an unbind, until the process ends.
 // The write actions return this way after a refused bind and after the
 // failures that follow it.

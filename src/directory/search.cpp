@@ -161,6 +161,7 @@ int searchAndRender(Request& rq, RenderMode mode, const std::string& filter) {
     return -1;
   }
 
+  readAhead(ld);
   LDAPMessage* rawResult = nullptr;
   int code = ldap_search_s(ld, settings.SearchBase.c_str(), LDAP_SCOPE_SUBTREE,
                            filter.c_str(), nullptr, 0, &rawResult);
