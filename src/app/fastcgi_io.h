@@ -28,12 +28,17 @@ class FastCgiInput : public cgicc::CgiInput {
   FCGX_ParamArray params_;
 };
 
-// An std::ostream buffer that writes to a FastCGI output stream. libfcgi
-// buffers the stream itself, so this one keeps no buffer of its own; a
-// flush sends what was written so far to the web server.
+// An std::ostream buffer that writes to a FastCGI output stream. Writes
+// gather here and go to libfcgi's own buffer when this one is full, so a
+// page written in small pieces costs a copy per piece, not a library call;
+// a flush sends what was written so far to the web server.
 class FastCgiStreamBuf : public std::streambuf {
  public:
-  explicit FastCgiStreamBuf(FCGX_Stream* out) : out_(out) {}
+  explicit FastCgiStreamBuf(FCGX_Stream* out);
+  // Hands over what is still gathered (without sending it on).
+  ~FastCgiStreamBuf() override;
+  FastCgiStreamBuf(const FastCgiStreamBuf&) = delete;
+  FastCgiStreamBuf& operator=(const FastCgiStreamBuf&) = delete;
 
  protected:
   int_type overflow(int_type c) override;
@@ -41,7 +46,12 @@ class FastCgiStreamBuf : public std::streambuf {
   int sync() override;
 
  private:
+  // Hands what is gathered to libfcgi; false when the stream failed.
+  bool drain();
+  bool put(const char* data, std::streamsize count);
+
   FCGX_Stream* out_;
+  char gathered_[8192];
 };
 
 }  // namespace kestrel
