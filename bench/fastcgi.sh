@@ -258,16 +258,17 @@ for program in "${programs[@]}"; do
 done
 ((failures == 0)) || die "sites did not answer as expected; see $work"
 
-# CPU time (clock ticks) of lighttpd, everything under it (reaped CGI runs
-# included) and slapd: the work of a request wherever it is done, and
-# nothing of the other processes on the machine.
+# CPU time (clock ticks) of lighttpd and everything under it (reaped CGI
+# runs included), and of slapd: the work of a request wherever it is done,
+# and nothing of the other processes on the machine. Two numbers: web side,
+# directory.
 ticks() {
-  local total=0 pid
-  for pid in $lighttpd_pid $(pgrep -P "$lighttpd_pid") $slapd_pid; do
+  local web=0 pid
+  for pid in $lighttpd_pid $(pgrep -P "$lighttpd_pid"); do
     [[ -r /proc/$pid/stat ]] || continue
-    total=$((total + $(awk '{print $14 + $15 + $16 + $17}' "/proc/$pid/stat")))
+    web=$((web + $(awk '{print $14 + $15 + $16 + $17}' "/proc/$pid/stat")))
   done
-  echo "$total"
+  echo "$web $(awk '{print $14 + $15 + $16 + $17}' "/proc/$slapd_pid/stat")"
 }
 hz=$(getconf CLK_TCK)
 
@@ -315,7 +316,7 @@ if [[ $mode == soak ]]; then
 fi
 if [[ $mode == smoke ]]; then rounds=1; seconds=1; else rounds=3; seconds=10; fi
 results=$work/raw.tsv
-printf 'round\tprogram\tentries\tconcurrency\trps\tcpu_ms\n' >"$results"
+printf 'round\tprogram\tentries\tconcurrency\trps\tcpu_ms\tslapd_ms\n' >"$results"
 for ((round = 1; round <= rounds; round++)); do
   # The order of the programs turns every round.
   order=("${programs[@]:round % ${#programs[@]}}" "${programs[@]:0:round % ${#programs[@]}}")
@@ -337,39 +338,50 @@ for ((round = 1; round <= rounds; round++)); do
         done_count=$(cat "$work"/ab-[0-$((c - 1))].txt | awk '/^Complete requests:/ {s += $3} END {print s}')
         rps=$(cat "$work"/ab-[0-$((c - 1))].txt | awk '/^Requests per second:/ {s += $4} END {printf "%.1f", s}')
         ((done_count > 0)) || die "ab: no request completed, see $work/ab-0.txt"
-        cpu=$(awk -v t=$((after - before)) -v n="$done_count" -v hz="$hz" 'BEGIN {printf "%.2f", t * 1000 / hz / n}')
-        printf '%s\t%s\t%s\t%s\t%s\t%s\n' "$round" "$program" "$n" "$c" "$rps" "$cpu" >>"$results"
+        read -r web_before slapd_before <<<"$before"
+        read -r web_after slapd_after <<<"$after"
+        per_request() { awk -v t="$1" -v n="$done_count" -v hz="$hz" 'BEGIN {printf "%.2f", t * 1000 / hz / n}'; }
+        cpu=$(per_request $((web_after - web_before + slapd_after - slapd_before)))
+        slapd_cpu=$(per_request $((slapd_after - slapd_before)))
+        printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$round" "$program" "$n" "$c" "$rps" "$cpu" "$slapd_cpu" >>"$results"
       done
     done
   done
 done
 
 # Where a FastCGI request's instructions go: one worker under callgrind
-# serving the 1-entry page; libldap's connect and bind against the rest.
-log "callgrind: one FastCGI worker, 1-entry page"
+# serving the 1-entry and then the 100-entry page; libldap's connect, bind,
+# search and sort against the rendering of the entries.
 cg_requests=$([[ $mode == smoke ]] && echo 5 || echo 200)
-env -i PATH="$PATH" SASL_PATH="$work/sasl-none" GNUTLS_NO_IMPLICIT_INIT=1 \
-  spawn-fcgi -n -s "$work/run/cg.sock" -- "$(command -v valgrind)" -q \
-  --tool=callgrind --callgrind-out-file="$work/callgrind.out" "$kestrel" &
-cg_pid=$!
-pids+=($cg_pid)
-for _ in $(seq 100); do [[ -S $work/run/cg.sock ]] && break; sleep 0.1; done
-for ((i = 0; i < cg_requests; i++)); do
-  env -i REQUEST_METHOD=GET QUERY_STRING="$k1" SERVER_NAME=localhost \
-    SERVER_PORT=80 cgi-fcgi -bind -connect "$work/run/cg.sock" >/dev/null
+declare -A share
+for n in 1 100; do
+  log "callgrind: one FastCGI worker, $n-entry page"
+  rm -f "$work/run/cg.sock"
+  env -i PATH="$PATH" SASL_PATH="$work/sasl-none" GNUTLS_NO_IMPLICIT_INIT=1 \
+    spawn-fcgi -n -s "$work/run/cg.sock" -- "$(command -v valgrind)" -q \
+    --tool=callgrind --callgrind-out-file="$work/callgrind-$n.out" "$kestrel" &
+  cg_pid=$!
+  pids+=($cg_pid)
+  for _ in $(seq 100); do [[ -S $work/run/cg.sock ]] && break; sleep 0.1; done
+  query=$([[ $n == 1 ]] && echo "$k1" || echo "$k100")
+  for ((i = 0; i < cg_requests; i++)); do
+    env -i REQUEST_METHOD=GET QUERY_STRING="$query" SERVER_NAME=localhost \
+      SERVER_PORT=80 cgi-fcgi -bind -connect "$work/run/cg.sock" >/dev/null
+  done
+  kill -TERM "$cg_pid"
+  wait "$cg_pid" 2>/dev/null || true
+  callgrind_annotate --inclusive=yes --threshold=100 "$work/callgrind-$n.out" 2>/dev/null |
+    sed 's/,//g' >"$work/callgrind-$n.txt" || true
+  # inclusive instructions of a function (first match), 0 when absent
+  cost() { awk -v f="$1" '$0 ~ f {print $1; exit}' "$work/callgrind-$n.txt" | grep . || echo 0; }
+  share[$n-serve]=$(cost "kestrel::readAndServeRequest")
+  share[$n-connect]=$(cost ":ldap_init[ (]")
+  share[$n-bind]=$(cost ":ldap_bind_s[ (]")
+  share[$n-unbind]=$(cost ":ldap_unbind[ (]")
+  share[$n-search]=$(cost ":ldap_search_s[ (]")
+  share[$n-sort]=$(cost ":ldap_sort_entries[ (]")
+  share[$n-render]=$(cost "kestrel::renderEntry[(]kestrel::Request& kestrel::RenderContext")
 done
-kill -TERM "$cg_pid"
-wait "$cg_pid" 2>/dev/null || true
-callgrind_annotate --inclusive=yes "$work/callgrind.out" 2>/dev/null |
-  sed 's/,//g' >"$work/callgrind.txt" || true
-# inclusive instructions of a function (first match), 0 when absent
-cost() { awk -v f="$1" '$0 ~ f {print $1; exit}' "$work/callgrind.txt" | grep . || echo 0; }
-total=$(awk '/PROGRAM TOTALS/ {print $1; exit}' "$work/callgrind.txt")
-serve=$(cost "kestrel::readAndServeRequest")
-connect=$(cost ":ldap_init[ (]")
-bind=$(cost ":ldap_bind_s[ (]")
-unbind=$(cost ":ldap_unbind[ (]")
-search=$(cost ":ldap_search_s[ (]")
 
 # ---------------------------------------------------------------- report
 median_range() {  # program entries concurrency column
@@ -394,15 +406,15 @@ median() {
   echo "program: $(basename "$kestrel") under the shipped environment (SASL_PATH, GNUTLS_NO_IMPLICIT_INIT); FastCGI with 2 workers"
   ((peer)) && echo "peer: phpldapadmin $(dpkg-query -W -f='${Version}' phpldapadmin) under php-cgi $(dpkg-query -W -f='${Version}' php8.2-cgi), 2 FastCGI workers, anonymous, read-only, query_engine table of the same 8 attributes"
   echo
-  echo "Requests per second, median (range) over the rounds; CPU per request in ms"
-  echo "(lighttpd, everything it runs, and slapd):"
+  echo "Requests per second, median (range) over the rounds; CPU per request in ms:"
+  echo "all of it (lighttpd, everything it runs, and slapd), and slapd's part."
   echo
-  echo "| entries | concurrency | program | requests/s | CPU ms/request |"
-  echo "|---|---|---|---|---|"
+  echo "| entries | concurrency | program | requests/s | CPU ms/request | of which slapd |"
+  echo "|---|---|---|---|---|---|"
   for n in 1 100; do
     for c in 1 2; do
       for program in "${programs[@]}"; do
-        echo "| $n | $c | $program | $(median_range "$program" "$n" "$c" 5) | $(median_range "$program" "$n" "$c" 6) |"
+        echo "| $n | $c | $program | $(median_range "$program" "$n" "$c" 5) | $(median_range "$program" "$n" "$c" 6) | $(median_range "$program" "$n" "$c" 7) |"
       done
     done
   done
@@ -418,13 +430,19 @@ median() {
     done
   done
   echo
-  echo "One FastCGI worker under callgrind, $cg_requests requests of the 1-entry page"
-  echo "(instructions, inclusive; total $total):"
+  echo "One FastCGI worker under callgrind, $cg_requests requests of each page"
+  echo "(instructions per request, inclusive, and their share of serving it):"
   echo
-  for row in "serving the requests (readAndServeRequest):$serve" "ldap_init (connect set-up):$connect" \
-    "ldap_bind_s (connect and bind):$bind" "ldap_unbind:$unbind" "ldap_search_s (search and result):$search"; do
-    name=${row%:*}; value=${row##*:}
-    echo "- $name: $value ($(awk -v v="$value" -v s="$serve" 'BEGIN {printf "%.1f", s ? 100 * v / s : 0}')% of serving)"
+  echo "| page | serving | ldap_init | ldap_bind_s (connect, bind) | ldap_unbind | ldap_search_s (send, receive) | ldap_sort_entries | rendering the entries |"
+  echo "|---|---|---|---|---|---|---|---|"
+  for n in 1 100; do
+    serve=${share[$n-serve]}
+    line="| $n $([[ $n == 1 ]] && echo entry || echo entries) | $((serve / cg_requests))"
+    for part in connect bind unbind search sort render; do
+      line+=" | $(awk -v v="${share[$n-$part]}" -v s="$serve" -v r="$cg_requests" \
+        'BEGIN {printf "%d (%.1f%%)", v / r, s ? 100 * v / s : 0}')"
+    done
+    echo "$line |"
   done
 } >"$work/results.md"
 cat "$work/results.md"
