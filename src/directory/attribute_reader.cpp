@@ -73,8 +73,7 @@ berval** AttributeReader::values() {
   for (std::size_t i = 0; i + 1 < seen_.size(); ++i) {
     const std::string_view earlier = seen_[i].name;
     if (earlier.size() == current.name.size() &&
-        strncasecmp(earlier.data(), current.name.data(), earlier.size()) ==
-            0) {
+        strncasecmp(earlier.data(), current.name.data(), earlier.size()) == 0) {
       source = &seen_[i];
       break;
     }

@@ -39,8 +39,8 @@ class AttributeReader {
 
   LDAP* ld_ = nullptr;
   LDAPMessage* entry_ = nullptr;
-  BerPtr walk_;     // where the walk stands in the entry
-  BerPtr decoder_;  // over one value set at a time
+  BerPtr walk_;             // where the walk stands in the entry
+  BerPtr decoder_;          // over one value set at a time
   std::vector<Seen> seen_;  // the attributes of this entry so far
   std::string firstName_;   // libldap's copy of the first name
   ValuesPtr firstValues_;   // the first attribute's, read by libldap

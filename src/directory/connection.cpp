@@ -107,8 +107,8 @@ void readAhead(LDAP* ld) {
   Sockbuf* sb = nullptr;
   if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &sb) == LDAP_OPT_SUCCESS &&
       sb != nullptr) {
-    ber_sockbuf_add_io(sb, &ber_sockbuf_io_readahead,
-                       LBER_SBIOD_LEVEL_PROVIDER, nullptr);
+    ber_sockbuf_add_io(sb, &ber_sockbuf_io_readahead, LBER_SBIOD_LEVEL_PROVIDER,
+                       nullptr);
   }
 }
 

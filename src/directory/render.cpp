@@ -1,8 +1,7 @@
 #include "directory/render.h"
 
-#include <strings.h>
-
 #include <string_view>
+#include <strings.h>
 
 #include "directory/map_link.h"
 #include "directory/modify_form.h"

@@ -2,6 +2,8 @@
 // entries a scripted server sends: names repeated in other cases, a first
 // attribute named again later, empty and odd value sets, and encodings
 // broken in the ways a server or the wire can break them.
+#include "directory/attribute_reader.h"
+
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -10,7 +12,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "directory/attribute_reader.h"
 #include "support/relay.h"
 
 namespace kestrel::test {
@@ -24,13 +25,16 @@ std::string tlv(unsigned char tag, const std::string& content) {
     out += static_cast<char>(n);
   } else {
     std::string bytes;
-    for (; n > 0; n >>= 8) bytes.insert(bytes.begin(), static_cast<char>(n & 0xff));
+    for (; n > 0; n >>= 8)
+      bytes.insert(bytes.begin(), static_cast<char>(n & 0xff));
     out += static_cast<char>(0x80 | bytes.size());
     out += bytes;
   }
   return out + content;
 }
-std::string octets(const std::string& s) { return tlv(0x04, s); }
+std::string octets(const std::string& s) {
+  return tlv(0x04, s);
+}
 std::string attribute(const std::string& name,
                       const std::vector<std::string>& values) {
   std::string set;
@@ -57,24 +61,25 @@ std::vector<std::string> entries() {
                           attribute("SN", {"s2"}) + attribute("Cn", {"again"}) +
                           attribute("sn", {"s3"})));
   // A first occurrence without values, then with them.
-  out.push_back(entry("cn=empty", attribute("title", {}) +
-                                      attribute("mail", {}) +
-                                      attribute("MAIL", {"m"}) +
-                                      attribute("title", {"t"})));
+  out.push_back(entry(
+      "cn=empty", attribute("title", {}) + attribute("mail", {}) +
+                      attribute("MAIL", {"m"}) + attribute("title", {"t"})));
   out.push_back(entry("cn=none", ""));
   // Elements of any kind in a value set.
   out.push_back(entry(
-      "cn=odd", attribute("cn", {"c"}) +
-                    tlv(0x30, octets("telephoneNumber") +
-                                  tlv(0x31, tlv(0x02, "\x05") +
-                                                tlv(0x30, octets("in")) +
-                                                octets("555"))) +
-                    attribute("sn", {"s"})));
+      "cn=odd",
+      attribute("cn", {"c"}) +
+          tlv(0x30, octets("telephoneNumber") +
+                        tlv(0x31, tlv(0x02, "\x05") + tlv(0x30, octets("in")) +
+                                      octets("555"))) +
+          attribute("sn", {"s"})));
   // A value running past the end of its set, inside the entry.
-  out.push_back(entry("cn=overrun",
-                      attribute("cn", {"c"}) +
-                          tlv(0x30, octets("sn") + tlv(0x31, "\x04\x05" "ab")) +
-                          attribute("mail", {"mmm"}) + attribute("SN", {"x"})));
+  out.push_back(entry("cn=overrun", attribute("cn", {"c"}) +
+                                        tlv(0x30, octets("sn") + tlv(0x31,
+                                                                     "\x04\x05"
+                                                                     "ab")) +
+                                        attribute("mail", {"mmm"}) +
+                                        attribute("SN", {"x"})));
   // A name ending in NUL, then one with a NUL inside: the walk ends there.
   out.push_back(entry("cn=nul", attribute("cn", {"c"}) +
                                     attribute(std::string("sn\0", 3), {"s"}) +
@@ -82,11 +87,11 @@ std::vector<std::string> entries() {
                                     attribute(std::string("m\0ail", 5), {"m"}) +
                                     attribute("title", {"t"})));
   // A stray element inside an attribute's sequence.
-  out.push_back(entry("cn=stray",
-                      attribute("cn", {"c"}) +
-                          tlv(0x30, octets("sn") + tlv(0x31, octets("s")) +
-                                        octets("junk")) +
-                          attribute("mail", {"m"})));
+  out.push_back(entry(
+      "cn=stray",
+      attribute("cn", {"c"}) +
+          tlv(0x30, octets("sn") + tlv(0x31, octets("s")) + octets("junk")) +
+          attribute("mail", {"m"})));
   // An attribute list shorter than its attributes: the last one's value set
   // runs past it.
   {
@@ -97,9 +102,9 @@ std::vector<std::string> entries() {
   }
   // A name that is not a string at all, and an attribute that is not a
   // sequence.
-  out.push_back(entry("cn=shape", attribute("cn", {"c"}) +
-                                      tlv(0x30, tlv(0x02, "\x01") +
-                                                    tlv(0x31, octets("v")))));
+  out.push_back(entry(
+      "cn=shape", attribute("cn", {"c"}) +
+                      tlv(0x30, tlv(0x02, "\x01") + tlv(0x31, octets("v")))));
   out.push_back(entry("cn=flat", attribute("cn", {"c"}) + octets("sn") +
                                      attribute("mail", {"m"})));
   return out;
@@ -133,7 +138,9 @@ class ScriptedDirectory {
     server_.join();
     close(listener_);
   }
-  std::string uri() const { return "ldap://127.0.0.1:" + std::to_string(port_); }
+  std::string uri() const {
+    return "ldap://127.0.0.1:" + std::to_string(port_);
+  }
 
  private:
   int listener_ = -1;
@@ -200,8 +207,8 @@ TEST(AttributeReader, GivesWhatLibldapGivesForEveryEntry) {
   int version = LDAP_VERSION3;
   ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
   LDAPMessage* raw = nullptr;
-  ASSERT_EQ(ldap_search_ext_s(ld, "", LDAP_SCOPE_SUBTREE, "(cn=*)", nullptr,
-                              0, nullptr, nullptr, nullptr, 0, &raw),
+  ASSERT_EQ(ldap_search_ext_s(ld, "", LDAP_SCOPE_SUBTREE, "(cn=*)", nullptr, 0,
+                              nullptr, nullptr, nullptr, 0, &raw),
             LDAP_SUCCESS);
   MessagePtr result(raw);
   AttributeReader reader;  // one for all entries, as in a search
