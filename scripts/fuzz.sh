@@ -21,34 +21,43 @@ export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 mkdir -p "$build/findings"
 
-status=0
-for target in "${targets[@]}"; do
-  binary=$build/fuzz_$target
-  corpus=$root/fuzz/corpus/$target
-  options=(-timeout=10 -rss_limit_mb=2048 -max_len=65536
-           -artifact_prefix="$build/findings/$target-" -print_final_stats=1)
-  dict=$root/fuzz/$target.dict
+# One target, for its time (or over its corpus once with --replay); prints
+# one line, and fails on a finding.
+runTarget() {
+  local target=$1 binary=$build/fuzz_$1 corpus=$root/fuzz/corpus/$1
+  local options=(-timeout=10 -rss_limit_mb=2048 -max_len=65536
+                 -artifact_prefix="$build/findings/$target-" -print_final_stats=1)
+  local dict=$root/fuzz/$target.dict
   [[ -f $dict ]] && options+=(-dict="$dict")
-  log=$build/$target.log
-  if [[ ${1:-} == --replay ]]; then
+  local log=$build/$target.log
+  if [[ $mode == --replay ]]; then
     if "$binary" "${options[@]}" "$corpus"/* >"$log" 2>&1; then
       echo "fuzz $target: $(ls "$corpus" | wc -l) corpus inputs replayed"
-    else
-      echo "fuzz $target: FAILED on its corpus, see $log"; status=1
+      return 0
     fi
-    continue
+    echo "fuzz $target: FAILED on its corpus, see $log"
+    return 1
   fi
   # New inputs go to a work folder; the repository's corpus is only read.
-  work=$build/corpus/$target
+  local work=$build/corpus/$target
   mkdir -p "$work"
   if "$binary" "${options[@]}" -max_total_time="$seconds" "$work" "$corpus" \
       >"$log" 2>&1; then
+    local runs
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
     echo "fuzz $target: ${runs:-?} executions in ${seconds}s, no finding"
-  else
-    echo "fuzz $target: FINDING, see $log and $build/findings/"
-    grep -E 'ERROR|SUMMARY|check failed' "$log" | head -5 || true
-    status=1
+    return 0
   fi
-done
+  echo "fuzz $target: FINDING, see $log and $build/findings/"
+  grep -E 'ERROR|SUMMARY|check failed' "$log" | head -5 || true
+  return 1
+}
+export -f runTarget
+export root build seconds
+export mode=${1:-}
+
+# A target a core at a time: each still gets its whole time on one core.
+status=0
+printf '%s\n' "${targets[@]}" | xargs -P"$(nproc)" -I{} bash -c 'runTarget {}' ||
+  status=1
 exit $status
