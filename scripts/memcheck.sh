@@ -3,10 +3,13 @@
 # the program under valgrind's memcheck. Any invalid read or write, any use
 # of uninitialised memory and any leak not in tests/valgrind.supp fails.
 #   scripts/memcheck.sh [gtest filter]
+# KESTREL_MEMCHECK_BUILD names a build folder to use (its tests built, as
+# the test command's plain build is) instead of a Debug build of its own;
+# its program is put back as it was at the end.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
-build=$root/build-memcheck
+build=${KESTREL_MEMCHECK_BUILD:-$root/build-memcheck}
 filter=${1:-*}
 # Every test program with a source that starts the program, but the hostile
 # matrix, which measures the program's memory and runs under the sanitizers,
@@ -27,8 +30,10 @@ done < <(for list in tests/CMakeLists.txt tests/*/CMakeLists.txt; do
 tests=($(printf '%s\n' "${tests[@]}" |
   grep -v -e '^hostile_test$' -e '^fastcgi_worker_test$'))
 
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DKESTREL_SANITIZE=OFF \
-  >/dev/null
+if [[ -z ${KESTREL_MEMCHECK_BUILD:-} ]]; then
+  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DKESTREL_SANITIZE=OFF \
+    >/dev/null
+fi
 cmake --build "$build" -j"$(nproc)" --target kestrel_cgi "${tests[@]}" \
   fastcgi_worker_test \
   >/dev/null
@@ -38,6 +43,9 @@ cmake --build "$build" -j"$(nproc)" --target kestrel_cgi "${tests[@]}" \
 program=$build/kestrel.cgi
 if [[ "$(head -c 4 "$program")" == $'\x7fELF' ]]; then
   mv "$program" "$program.bin"
+fi
+if [[ -n ${KESTREL_MEMCHECK_BUILD:-} ]]; then
+  trap 'mv -f "$program.bin" "$program"' EXIT
 fi
 logs=$build/memcheck-logs
 rm -rf "$logs"
