@@ -38,6 +38,7 @@ log() { printf '== %s %s\n' "$(date +%T)" "$*" >&2; }
 die() { printf 'bench: %s\n' "$*" >&2; exit 1; }
 [[ $(id -u) -eq 0 ]] || die "run as root (private mount namespace)"
 source "$bench/ports.sh"
+source "$bench/site.sh"
 
 if [[ -z ${inside:-} ]]; then
   if [[ ${BENCH_PEER:-} == install ]]; then
@@ -122,25 +123,8 @@ TechContact:admin@example.com
 BindDn:cn=admin,$base
 UpdateModify:T
 DeleteEntry:T
-WebServer:localhost
-WebServerPort:80
-CgiBinPath:cgi-bin/
-SortResultsBy:cn
-InfoDisplayNumberOfConcatenationAttributes:2
-InfoDisplayCommaAfterAttributeNumber:1
-DisplayFullInfoLink:T
-DisplayVcard:T
-field:cn:T:T:Name:Name:F:T:T:40:0:FN:F
-field:sn:F:F:Surname:Surname:T:T:T:30:0:N:F
-field:givenName:F:F:Given name:Given:T:T:T:30:0:+:F
-field:mail:F:F:E-mail:Mail:T:T:T:40:0:EMAIL;TYPE=INTERNET:F
-field:telephoneNumber:F:F:Phone:Phone:T:T:T:20:0:TEL;TYPE=WORK:F
-field:title:F:F:Title:Title:T:T:T:30:0:TITLE:F
-field:description:F:F:Description:Description:T:T:T:60:0:NOTE:F
-field:street:F:F:Street:Street:T:T:T:40:0:ADR;TYPE=WORK:F
-field:employeeNumber:F:F:Number:Number:F:T:F:10:0::F
-field:departmentNumber:F:F:Department:Department:F:T:F:10:0::F
 CONF
+site_settings >>"$work/kestrel.conf"
 # /etc is an overlay of this namespace: the bind below needs a file to
 # cover, and the machine's /etc must not gain one.
 mkdir -p "$work/etc-upper" "$work/etc-work"

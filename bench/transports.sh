@@ -33,6 +33,7 @@ log() { printf '== %s %s\n' "$(date +%T)" "$*" >&2; }
 die() { printf 'bench: %s\n' "$*" >&2; exit 1; }
 [[ $(id -u) -eq 0 ]] || die "run as root (private mount namespace)"
 source "$bench/ports.sh"
+source "$bench/site.sh"
 
 if [[ -z ${inside:-} ]]; then
   command -v certtool >/dev/null || die "certtool missing (gnutls-bin)"
@@ -147,25 +148,8 @@ PageType:HtmlExtra
 $2
 SearchBase:$base
 TechContact:admin@example.com
-WebServer:localhost
-WebServerPort:80
-CgiBinPath:cgi-bin/
-SortResultsBy:cn
-InfoDisplayNumberOfConcatenationAttributes:2
-InfoDisplayCommaAfterAttributeNumber:1
-DisplayFullInfoLink:T
-DisplayVcard:T
-field:cn:T:T:Name:Name:F:T:T:40:0:FN:F
-field:sn:F:F:Surname:Surname:T:T:T:30:0:N:F
-field:givenName:F:F:Given name:Given:T:T:T:30:0:+:F
-field:mail:F:F:E-mail:Mail:T:T:T:40:0:EMAIL;TYPE=INTERNET:F
-field:telephoneNumber:F:F:Phone:Phone:T:T:T:20:0:TEL;TYPE=WORK:F
-field:title:F:F:Title:Title:T:T:T:30:0:TITLE:F
-field:description:F:F:Description:Description:T:T:T:60:0:NOTE:F
-field:street:F:F:Street:Street:T:T:T:40:0:ADR;TYPE=WORK:F
-field:employeeNumber:F:F:Number:Number:F:T:F:10:0::F
-field:departmentNumber:F:F:Department:Department:F:T:F:10:0::F
 EOF
+  site_settings
 }
 {
   printf 'program:kestrel\nversion:1.10\n'
